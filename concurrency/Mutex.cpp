@@ -1,0 +1,71 @@
+#include "lumbrel/Mutex.h"
+
+#include <cstdint>
+#include <stdexcept>
+
+#include "platform/Lock.h"
+
+namespace Lumbrel {
+
+Mutex::Mutex() : handle(platform::createLock()) {
+  if (handle == nullptr) throw std::runtime_error("failed to create mutex");
+}
+
+Mutex::Mutex(const Mutex& other) : handle(platform::duplicateLock(other.handle)) {
+  if (handle == nullptr) throw std::runtime_error("failed to duplicate mutex");
+}
+
+Mutex::~Mutex() {
+  if (handle != nullptr) platform::closeLock(handle);
+}
+
+Mutex& Mutex::operator=(const Mutex& other) {
+  if (this == &other) return *this;
+  if (handle != nullptr && !platform::closeLock(handle))
+    throw std::runtime_error("failed to close current mutex");
+  handle = platform::duplicateLock(other.handle);
+  if (handle == nullptr) throw std::runtime_error("failed to duplicate mutex");
+  return *this;
+}
+
+void Mutex::lock(unsigned long timeout) {
+  // The limit is a 32-bit count of milliseconds, as on the platform this
+  // interface was first written for.
+  const auto seconds = static_cast<std::uint32_t>(timeout);
+  const std::uint32_t limit =
+      seconds == platform::kWaitForever ? platform::kWaitForever : seconds * 1000u;
+  switch (platform::acquireLock(handle, limit)) {
+    case platform::LockWait::acquired:
+      return;
+    case platform::LockWait::abandoned:
+      // The former holder is gone; we hold it once now. Give it back so that
+      // the lock is free, and report the wait as failed.
+      platform::releaseLock(handle);
+      break;
+    case platform::LockWait::timedOut:
+    case platform::LockWait::failed:
+      break;
+  }
+  throw std::runtime_error("failed to obtain mutex within timeout");
+}
+
+void Mutex::unlock() { platform::releaseLock(handle); }
+
+bool Mutex::isLocked() const {
+  switch (platform::acquireLock(handle, 0)) {
+    case platform::LockWait::acquired:
+    case platform::LockWait::abandoned:
+      platform::releaseLock(handle);
+      return false;
+    case platform::LockWait::timedOut:
+    case platform::LockWait::failed:
+      break;
+  }
+  return true;
+}
+
+MutexLock::MutexLock(Mutex& target) : mutex(target) { mutex.lock(Mutex::WAIT_FOREVER); }
+
+MutexLock::~MutexLock() { mutex.unlock(); }
+
+}  // namespace Lumbrel
