@@ -18,13 +18,13 @@ void encode(benchmark::State& state, unsigned short unit) {
   const Lumbrel::wstring text = sample(unit);
   const std::size_t bytes = Lumbrel::make_string(text).size();
   for (auto _ : state) benchmark::DoNotOptimize(Lumbrel::make_string(text));
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(bytes));
 }
 
 void decode(benchmark::State& state, unsigned short unit) {
   const Lumbrel::string text = Lumbrel::make_string(sample(unit));
   for (auto _ : state) benchmark::DoNotOptimize(Lumbrel::make_wstring(text));
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(text.size()));
 }
 
 BENCHMARK_CAPTURE(encode, ascii, static_cast<unsigned short>('a'));

@@ -29,7 +29,8 @@ long compareFolded(const Unit* a, const Unit* b) {
 }
 
 // Encodes n units into 8-bit text. The result starts at n bytes, which is
-// exact for ASCII; other text grows it geometrically while the pass goes on.
+// exact for ASCII; the first unit that needs more grows it once to the most
+// the rest can take, so that the pass never reallocates again.
 string encode(const unsigned short* in, std::size_t n) {
   string result;
   if (n == 0) return result;
@@ -54,9 +55,8 @@ string encode(const unsigned short* in, std::size_t n) {
     }
     const unsigned u = in[i];
     // Room for this unit's three bytes and one byte for each unit left.
-    const std::size_t needed = pos + 3 + (n - i - 1);
-    if (needed > result.size()) {
-      result.resize(needed > 2 * result.size() ? needed : 2 * result.size());
+    if (pos + 3 + (n - i - 1) > result.size()) {
+      result.resize(pos + 3 * (n - i));
       out = result.data();
     }
     if (u < 0x80) {
