@@ -1,0 +1,284 @@
+#include "Arguments.h"
+
+#include <cstddef>
+
+namespace lumbrel_tool {
+namespace {
+
+struct Form {
+  const char* command;
+  const char* verb;  // empty for commands without verbs
+  const char* synopsis;
+  std::size_t minOperands;
+  std::size_t maxOperands;
+  bool takesEscapedKey;
+};
+
+const Form forms[] = {
+    {"tour", "", "[DIR]", 0, 1, false},
+    {"data", "list", "FILE", 1, 1, false},
+    {"data", "get", "[-e] FILE KEY", 2, 2, true},
+    {"data", "put", "[-e] FILE KEY [INPUT]", 2, 3, true},
+    {"data", "remove", "[-e] FILE KEY", 2, 2, true},
+    {"data", "dump", "FILE", 1, 1, false},
+    {"data", "load", "FILE [DUMP]", 1, 2, false},
+    {"ini", "list", "FILE [SECTION]", 1, 2, false},
+    {"ini", "get", "FILE SECTION KEY", 3, 3, false},
+    {"ini", "set", "FILE SECTION KEY VALUE", 4, 4, false},
+    {"ini", "remove", "FILE SECTION [KEY]", 2, 3, false},
+    {"props", "list", "FILE", 1, 1, false},
+    {"props", "get", "FILE KEY", 2, 2, false},
+    {"props", "set", "FILE KEY VALUE", 3, 3, false},
+    {"props", "remove", "FILE KEY", 2, 2, false},
+    {"uuid", "", "[-n N]", 0, 0, false},
+    {"date", "", "[TEXT]", 0, 1, false},
+    {"host", "", "", 0, 0, false},
+};
+
+const char* const toolUsage = "usage: lumbrel COMMAND [ARGUMENTS]   (lumbrel --help lists the commands)\n";
+
+bool isCommand(const std::string& command) {
+  for (const Form& form : forms) {
+    if (command == form.command) return true;
+  }
+  return false;
+}
+
+bool hasVerbs(const std::string& command) {
+  return command == "data" || command == "ini" || command == "props";
+}
+
+const Form* findForm(const std::string& command, const std::string& verb) {
+  for (const Form& form : forms) {
+    if (command == form.command && verb == form.verb) return &form;
+  }
+  return nullptr;
+}
+
+// N of `uuid -n N`: a decimal number from 1 to a million.
+unsigned long parseCount(const std::string& text, const std::string& usage) {
+  const unsigned long limit = 1000000;
+  unsigned long value = 0;
+  bool valid = !text.empty() && text.size() <= 7;
+  for (const char c : text) {
+    if (c < '0' || c > '9') valid = false;
+    if (valid) value = value * 10 + static_cast<unsigned long>(c - '0');
+  }
+  if (!valid || value == 0 || value > limit) {
+    throw UsageError("-n wants a number from 1 to 1000000, not '" + text + "'", usage);
+  }
+  return value;
+}
+
+const char* const toolHelp =
+    "usage: lumbrel COMMAND [ARGUMENTS]\n"
+    "       lumbrel --help | --version\n"
+    "\n"
+    "A tour of the lumbrelcommon library, and a tool for the files its stores keep.\n"
+    "\n"
+    "Commands:\n"
+    "  tour [DIR]           walk through the library in DIR (default: a new temporary\n"
+    "                       folder) and show every file it writes\n"
+    "  data VERB FILE ...   keyed binary records: list, get, put, remove, dump, load\n"
+    "  ini VERB FILE ...    sectioned settings: list, get, set, remove\n"
+    "  props VERB FILE ...  flat settings: list, get, set, remove\n"
+    "  uuid [-n N]          N fresh UUIDs (default 1)\n"
+    "  date [TEXT]          TEXT read as a date and time, or the present moment\n"
+    "  host                 what the library knows of this host and process\n"
+    "\n"
+    "'lumbrel COMMAND --help' describes a command. FILE, INPUT, DUMP and DIR are\n"
+    "paths relative to the working directory; '-' as INPUT or DUMP is standard input.\n"
+    "Results go to standard output, errors to standard error.\n"
+    "\n"
+    "Exit status: 0 success, 1 key or section not found, 2 usage error, 3 a file\n"
+    "could not be read or written (the library's message follows 'lumbrel: ').\n";
+
+const char* const dataHelp =
+    "\n"
+    "A data file holds records of a key (16-bit text) and data (any bytes), in file\n"
+    "order. Keys match without regard to case (A-Z); KEY is UTF-8 text.\n"
+    "\n"
+    "  list    each key (escaped as in a dump), a tab, and its data size in bytes\n"
+    "  get     the data of KEY on standard output, unchanged\n"
+    "  put     stores the bytes of INPUT (standard input when absent or '-') under\n"
+    "          KEY, replacing the data of an existing key in place; creates FILE\n"
+    "  remove  removes the record of KEY\n"
+    "  dump    the whole file as text, one line per record: key, tab, data\n"
+    "  load    makes the new FILE from a dump (standard input when absent or '-');\n"
+    "          FILE must not exist, and nothing is written unless the whole dump\n"
+    "          reads. Loading a dump gives back the dumped file byte for byte.\n"
+    "  -e      KEY is written as in a dump (\\uXXXX, \\t, \\\\ ...)\n"
+    "\n"
+    "Dump escapes. Keys: printable ASCII as itself, controls, surrogates and\n"
+    "non-characters as \\uXXXX, other units as UTF-8. Data: printable ASCII as\n"
+    "itself, other bytes as \\xHH. Both: \\\\ \\t \\n \\r.\n"
+    "put and remove rewrite the whole file, the other records as they were.\n";
+
+const char* const iniHelp =
+    "\n"
+    "A sectioned settings file: [section] headers and key=value lines, UTF-8.\n"
+    "Section and key names match without regard to case (A-Z).\n"
+    "\n"
+    "  list    the sections, one a line; with SECTION its key=value lines\n"
+    "  get     the value of KEY in SECTION\n"
+    "  set     sets the value, creating the key, the section or FILE as needed\n"
+    "  remove  removes KEY from SECTION, or the whole SECTION\n"
+    "\n"
+    "set and remove rewrite the whole file as the store writes it: sections and keys\n"
+    "sorted, each section once, comments, blank lines and lines outside a section\n"
+    "dropped. list and get never change the file; nor does a remove that finds\n"
+    "nothing.\n";
+
+const char* const propsHelp =
+    "\n"
+    "A flat settings file of key=value lines, UTF-8. Keys match without regard to\n"
+    "case (A-Z); the first line of a key counts.\n"
+    "\n"
+    "  list    the key=value lines, in file order\n"
+    "  get     the value of KEY\n"
+    "  set     sets the value of KEY, appending it when new; creates FILE\n"
+    "  remove  removes the first line of KEY\n"
+    "\n"
+    "set and remove rewrite the whole file as the store writes it: the key lines in\n"
+    "their order, comments, blank lines and lines without '=' dropped. list and get\n"
+    "never change the file; nor does a remove that finds nothing.\n";
+
+const char* const tourHelp =
+    "\n"
+    "Walks through the typical life of a program that uses lumbrelcommon: paths,\n"
+    "a sectioned and a flat settings file, a data file of records, a log file,\n"
+    "dates, UUIDs, host queries and a stopwatch. Every file it writes is shown\n"
+    "after it is closed, and stays in DIR (created if missing; default: a new\n"
+    "folder under the system's temporary folder).\n";
+
+const char* const uuidHelp = "\nPrints N fresh random UUIDs (default 1), one a line.\n";
+
+const char* const dateHelp =
+    "\n"
+    "Reads TEXT as YYYY-MM-DD hh:mm:ss, YYYY-MM-DD or hh:mm:ss and prints it back\n"
+    "with the seconds since the epoch (local time); without TEXT, the present\n"
+    "moment. Text the library refuses is a usage error.\n";
+
+const char* const hostHelp =
+    "\nPrints the computer's name, its name and first IPv4 address as the name\n"
+    "service knows them, and this program's file name, as the library gives them.\n";
+
+}  // namespace
+
+std::string usageText(const std::string& command, const std::string& verb) {
+  std::string text;
+  for (const Form& form : forms) {
+    if (command != form.command || (!verb.empty() && verb != form.verb)) continue;
+    text += text.empty() ? "usage: " : "       ";
+    text += std::string("lumbrel ") + form.command;
+    if (*form.verb != '\0') text += std::string(" ") + form.verb;
+    if (*form.synopsis != '\0') text += std::string(" ") + form.synopsis;
+    text += '\n';
+  }
+  return text.empty() ? toolUsage : text;
+}
+
+std::string helpText(const std::string& command) {
+  if (command == "data") return usageText(command) + dataHelp;
+  if (command == "ini") return usageText(command) + iniHelp;
+  if (command == "props") return usageText(command) + propsHelp;
+  if (command == "tour") return usageText(command) + tourHelp;
+  if (command == "uuid") return usageText(command) + uuidHelp;
+  if (command == "date") return usageText(command) + dateHelp;
+  if (command == "host") return usageText(command) + hostHelp;
+  return toolHelp;
+}
+
+Invocation parseArguments(const std::vector<std::string>& arguments) {
+  Invocation invocation;
+  bool optionsEnded = false;
+  for (const std::string& argument : arguments) {
+    if (argument == "--") break;
+    if (argument == "--help" || argument == "-h") invocation.help = true;
+  }
+
+  std::size_t at = 0;
+  if (at < arguments.size() && arguments[at] == "--version" && !invocation.help) {
+    if (arguments.size() > 1) throw UsageError("--version takes no arguments", toolUsage);
+    invocation.version = true;
+    return invocation;
+  }
+  while (at < arguments.size() && (arguments[at] == "--help" || arguments[at] == "-h")) ++at;
+  if (at == arguments.size()) {
+    if (invocation.help) return invocation;
+    throw UsageError("no command given", toolUsage);
+  }
+  invocation.command = arguments[at++];
+  if (!isCommand(invocation.command)) {
+    const std::string unknown = invocation.command;
+    invocation.command.clear();
+    if (invocation.help) return invocation;
+    throw UsageError("unknown command '" + unknown + "'", toolUsage);
+  }
+  const std::string commandUsage = usageText(invocation.command);
+
+  if (hasVerbs(invocation.command)) {
+    while (at < arguments.size() && (arguments[at] == "--help" || arguments[at] == "-h")) ++at;
+    if (at == arguments.size()) {
+      if (invocation.help) return invocation;
+      throw UsageError("no " + invocation.command + " verb given", commandUsage);
+    }
+    invocation.verb = arguments[at++];
+    if (findForm(invocation.command, invocation.verb) == nullptr) {
+      if (invocation.help) return invocation;
+      throw UsageError("unknown " + invocation.command + " verb '" + invocation.verb + "'",
+                       commandUsage);
+    }
+  }
+  if (invocation.help) return invocation;
+
+  const Form& form = *findForm(invocation.command, invocation.verb);
+  const std::string usage = usageText(invocation.command, invocation.verb);
+  for (; at < arguments.size(); ++at) {
+    const std::string& argument = arguments[at];
+    const bool option = !optionsEnded && invocation.operands.empty() && argument.size() > 1 &&
+                        argument[0] == '-';
+    if (!option) {
+      if (argument == "--" && !optionsEnded) {
+        optionsEnded = true;
+        continue;
+      }
+      invocation.operands.push_back(argument);
+      continue;
+    }
+    if (argument == "--") {
+      optionsEnded = true;
+    } else if (argument == "-e" && form.takesEscapedKey) {
+      invocation.escapedKey = true;
+    } else if (argument == "-n" && invocation.command == "uuid") {
+      if (at + 1 == arguments.size()) throw UsageError("-n wants a number", usage);
+      invocation.count = parseCount(arguments[++at], usage);
+    } else {
+      throw UsageError("unknown option '" + argument + "'", usage);
+    }
+  }
+  if (invocation.operands.size() < form.minOperands) throw UsageError("too few arguments", usage);
+  if (invocation.operands.size() > form.maxOperands) throw UsageError("too many arguments", usage);
+  return invocation;
+}
+
+std::string libraryFileName(const std::string& workingDirectory, const std::string& native) {
+  const std::string usage = "usage: FILE, INPUT, DUMP and DIR are native paths, relative to the "
+                            "working directory\n";
+  if (native.empty()) throw UsageError("empty file name", usage);
+  if (native.find('\\') != std::string::npos) {
+    throw UsageError("a file name with a backslash cannot be named through the library: " + native,
+                     usage);
+  }
+  std::string absolute = native;
+  if (native[0] != '/') {
+    absolute = workingDirectory;
+    if (absolute.empty() || absolute.back() != '/') absolute += '/';
+    absolute += native;
+  }
+  std::string name = "Z:";
+  for (const char c : absolute) name += c == '/' ? '\\' : c;
+  return name;
+}
+
+}  // namespace lumbrel_tool

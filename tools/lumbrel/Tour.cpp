@@ -1,0 +1,225 @@
+// `lumbrel tour`: the life of a program that uses the library, step by step,
+// with every file shown as the library left it.
+#include <lumbrel/lumbrel.h>
+
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+#include "Commands.h"
+
+namespace lumbrel_tool {
+namespace {
+
+using Lumbrel::DataFile;
+using Lumbrel::File;
+using Lumbrel::make_string;
+using Lumbrel::make_wstring;
+using Lumbrel::wstring;
+
+void heading(int number, const std::string& title) {
+  std::cout << '\n' << number << ". " << title << '\n';
+}
+
+std::string quoted(const wstring& text) { return '"' + make_string(text) + '"'; }
+
+void showPath(const File::Path& path) {
+  std::cout << "     volume     " << make_string(path.getVolume()) << '\n'
+            << "     directory  " << make_string(path.getDirectory()) << '\n'
+            << "     name       " << make_string(path.getName()) << '\n';
+}
+
+// The bytes of a closed file, read through the library's own File.
+std::string contentOf(const wstring& name) {
+  File file(name);
+  file.open(File::MODE_READ | File::MODE_BINARY);
+  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  file.close();
+  return bytes;
+}
+
+void showText(const std::string& label, const wstring& name) {
+  const std::string bytes = contentOf(name);
+  std::cout << "   " << label << " after close (" << bytes.size() << " bytes):\n";
+  std::istringstream lines(bytes);
+  for (std::string line; std::getline(lines, line);) std::cout << "     | " << line << '\n';
+}
+
+void showHex(const std::string& label, const wstring& name) {
+  const std::string bytes = contentOf(name);
+  std::cout << "   " << label << " after close (" << bytes.size() << " bytes):\n";
+  for (std::size_t row = 0; row < bytes.size(); row += 16) {
+    char offset[16];
+    std::snprintf(offset, sizeof offset, "%04zx", row);
+    std::cout << "     | " << offset << " ";
+    for (std::size_t i = row; i < row + 16 && i < bytes.size(); ++i) {
+      char hex[4];
+      std::snprintf(hex, sizeof hex, " %02x", static_cast<unsigned char>(bytes[i]));
+      std::cout << hex;
+    }
+    std::cout << '\n';
+  }
+}
+
+std::string show(const wstring& value) {
+  return value.empty() ? std::string("(empty)") : make_string(value);
+}
+
+// A new folder under the system's temporary folder, named after a fresh Uuid.
+std::filesystem::path newTemporaryFolder() {
+  const std::filesystem::path base = std::filesystem::temp_directory_path();
+  for (;;) {
+    const std::string id = static_cast<std::string>(Lumbrel::Uuid()).substr(0, 8);
+    const std::filesystem::path folder = base / ("lumbrel-tour-" + id);
+    if (std::filesystem::create_directory(folder)) return folder;
+  }
+}
+
+}  // namespace
+
+int runTour(const Invocation& invocation) {
+  const Lumbrel::Timer timer;
+  std::filesystem::path folder;
+  if (invocation.operands.empty()) {
+    folder = newTemporaryFolder();
+  } else {
+    fileNameOf(invocation.operands[0]);  // refuses what the library could not name
+    folder = std::filesystem::absolute(invocation.operands[0]).lexically_normal();
+    std::filesystem::create_directories(folder);
+  }
+  std::string native = folder.string();
+  if (native.size() > 1 && native.back() == '/') native.pop_back();
+  const std::string base = fileNameOf(native) + "\\";
+  std::cout << "A tour of lumbrelcommon in " << native << '\n';
+
+  heading(1, "Paths (File::Path)");
+  const File::Path beside("settings.ini");
+  std::cout << "   File::Path(\"settings.ini\") is anchored at the program, not at the\n"
+            << "   working directory:  " << beside << '\n';
+  showPath(beside);
+  const wstring settingsName = make_wstring(base + "settings.ini");
+  const wstring propertiesName = make_wstring(base + "app.properties");
+  const wstring recordsName = make_wstring(base + "records.dat");
+  const wstring logName = make_wstring(base + "run.log");
+  const File::Path settingsPath(settingsName);
+  std::cout << "   The tour names its files from the folder instead:  " << settingsPath << '\n';
+  showPath(settingsPath);
+  for (const wstring& name : {settingsName, propertiesName, recordsName, logName}) {
+    File::remove(name);  // a fresh start when DIR was used before
+  }
+
+  heading(2, "A sectioned settings file (InitializationFile)");
+  {
+    Lumbrel::InitializationFile settings(settingsPath);
+    settings.open(File::MODE_READ | File::MODE_WRITE);
+    settings.setValue(make_wstring("Window"), make_wstring("width"), make_wstring("800"));
+    settings.setValue(make_wstring("Window"), make_wstring("height"), make_wstring("600"));
+    settings.setValue(make_wstring("Recent"), make_wstring("file1"), make_wstring("report.txt"));
+    settings.setValue(make_wstring("window"), make_wstring("Title"),
+                      make_wstring("Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC"));
+    std::cout << "   set width, height, Title in [Window] and file1 in [Recent], then close\n";
+    settings.close();
+  }
+  showText("settings.ini", settingsName);
+  {
+    Lumbrel::InitializationFile settings(settingsPath);
+    settings.open(File::MODE_READ);
+    std::cout << "   read back: [WINDOW] WIDTH = "
+              << show(settings.getValue(make_wstring("WINDOW"), make_wstring("WIDTH")))
+              << "  (names match without regard to case)\n"
+              << "   absent:    [Window] depth = "
+              << show(settings.getValue(make_wstring("Window"), make_wstring("depth"))) << '\n';
+    settings.close();
+  }
+
+  heading(3, "A flat settings file (PropertyFile)");
+  {
+    Lumbrel::PropertyFile properties{File::Path(propertiesName)};
+    properties.open(File::MODE_READ | File::MODE_WRITE);
+    properties.setValue(make_wstring("server"), make_wstring("example.org"));
+    properties.setValue(make_wstring("port"), make_wstring("8080"));
+    properties.setValue(make_wstring("retries"), make_wstring("3"));
+    properties.setValue(make_wstring("PORT"), make_wstring("8443"));
+    std::cout << "   set server, port, retries, then PORT=8443 (the same key), then close\n";
+    properties.close();
+  }
+  showText("app.properties", propertiesName);
+  {
+    Lumbrel::PropertyFile properties{File::Path(propertiesName)};
+    properties.open(File::MODE_READ);
+    std::cout << "   read back: " << properties.enumerateKeys().size() << " keys, port = "
+              << show(properties.getValue(make_wstring("port"))) << '\n';
+    properties.close();
+  }
+
+  heading(4, "A data file of keyed records (DataFile)");
+  {
+    DataFile records{File::Path(recordsName)};
+    records.open(File::MODE_READ | File::MODE_WRITE);
+    records.insert(DataFile::Record(make_wstring("greeting"), {'h', 'e', 'l', 'l', 'o'}));
+    records.insert(DataFile::Record(make_wstring("Gr\xC3\xB6\xC3\x9F" "e"), {0x00, 0x0A, 0xFF}));
+    records.insert(DataFile::Record(make_wstring("GREETING"), {'i', 'g', 'n', 'o', 'r', 'e', 'd'}));
+    std::cout << "   inserted \"greeting\" (5 bytes) and \"Gr\xC3\xB6\xC3\x9F" "e\" (00 0a ff); "
+              << "\"GREETING\" is the same key,\n   so insert left the first alone: "
+              << records.size() << " records. Close writes them.\n";
+    records.close();
+  }
+  showHex("records.dat", recordsName);
+  std::cout << "     (per record: key length, little-endian; key units, big-endian; data\n"
+            << "      length, little-endian; data)\n";
+  {
+    DataFile records{File::Path(recordsName)};
+    records.open(File::MODE_READ);
+    std::cout << "   read back, as `lumbrel data dump` shows them:\n";
+    for (unsigned long index = 0; index < records.size(); ++index) {
+      const DataFile::Record& record = records[index];
+      std::cout << "     | " << dumpLine({record.getKey(), record.getData()});
+    }
+    records.close();
+  }
+
+  heading(5, "A log file (LogFile)");
+  {
+    Lumbrel::LogFile log{File::Path(logName)};
+    log.open(static_cast<unsigned int>(File::MODE_READ | File::MODE_WRITE));
+    const Lumbrel::DateTime now(static_cast<long>(std::time(nullptr)), 3);
+    log << static_cast<std::string>(now) << " tour started\n";
+    log << static_cast<std::string>(now) << " wrote settings.ini, app.properties, records.dat\n";
+    log.close();
+    log.open(static_cast<unsigned int>(File::MODE_READ | File::MODE_WRITE));
+    log << static_cast<std::string>(now) << " opened again: new lines go behind the old\n";
+    log.close();
+    std::cout << "   wrote two lines, closed, opened again with read and write bits, wrote one\n";
+  }
+  showText("run.log", logName);
+
+  heading(6, "Values: DateTime, Uuid, Timer");
+  const Lumbrel::DateTime now(static_cast<long>(std::time(nullptr)), 3);
+  std::cout << "   now:                 " << static_cast<std::string>(now)
+            << "  (" << static_cast<long>(now) << " seconds since the epoch)\n";
+  const Lumbrel::DateTime parsed(std::string("2004-03-09 07:05:02"), 3);
+  std::cout << "   parsed:              " << static_cast<std::string>(parsed) << "  (date part: "
+            << static_cast<std::string>(Lumbrel::DateTime(std::string("2004-03-09"), 1)) << ")\n";
+  const Lumbrel::Uuid id;
+  std::cout << "   a fresh Uuid:        " << static_cast<std::string>(id) << '\n'
+            << "   read from its text:  "
+            << (Lumbrel::Uuid(static_cast<std::string>(id)) == id ? "equal" : "different") << '\n';
+
+  heading(7, "The host (System)");
+  std::cout << "   computer name:       " << show(Lumbrel::System::getName()) << '\n'
+            << "   IP host name:        " << show(Lumbrel::System::getIpHostName()) << '\n'
+            << "   IP address:          " << show(Lumbrel::System::getIpAddress()) << '\n'
+            << "   program file:        " << show(Lumbrel::System::getProcessFileName()) << '\n';
+
+  std::ostringstream elapsed;
+  elapsed << timer;
+  std::cout << "   Timer since the start of the tour: " << elapsed.str() << " s\n";
+
+  std::cout << "\nTour complete: 4 files in " << native << ", " << elapsed.str() << " s.\n";
+  return STATUS_OK;
+}
+
+}  // namespace lumbrel_tool
