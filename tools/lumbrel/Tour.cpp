@@ -2,7 +2,6 @@
 // with every file shown as the library left it.
 #include <lumbrel/lumbrel.h>
 
-#include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
@@ -23,8 +22,6 @@ using Lumbrel::wstring;
 void heading(int number, const std::string& title) {
   std::cout << '\n' << number << ". " << title << '\n';
 }
-
-std::string quoted(const wstring& text) { return '"' + make_string(text) + '"'; }
 
 void showPath(const File::Path& path) {
   std::cout << "     volume     " << make_string(path.getVolume()) << '\n'
@@ -51,14 +48,14 @@ void showText(const std::string& label, const wstring& name) {
 void showHex(const std::string& label, const wstring& name) {
   const std::string bytes = contentOf(name);
   std::cout << "   " << label << " after close (" << bytes.size() << " bytes):\n";
+  const char* const digits = "0123456789abcdef";
   for (std::size_t row = 0; row < bytes.size(); row += 16) {
-    char offset[16];
-    std::snprintf(offset, sizeof offset, "%04zx", row);
-    std::cout << "     | " << offset << " ";
+    std::cout << "     | ";
+    for (int shift = 12; shift >= 0; shift -= 4) std::cout << digits[(row >> shift) & 0xF];
+    std::cout << ' ';
     for (std::size_t i = row; i < row + 16 && i < bytes.size(); ++i) {
-      char hex[4];
-      std::snprintf(hex, sizeof hex, " %02x", static_cast<unsigned char>(bytes[i]));
-      std::cout << hex;
+      const auto byte = static_cast<unsigned char>(bytes[i]);
+      std::cout << ' ' << digits[byte >> 4] << digits[byte & 0xF];
     }
     std::cout << '\n';
   }
@@ -107,6 +104,8 @@ int runTour(const Invocation& invocation) {
   const File::Path settingsPath(settingsName);
   std::cout << "   The tour names its files from the folder instead:  " << settingsPath << '\n';
   showPath(settingsPath);
+  std::cout << "   On Linux a volume names the root, so this is the file " << native
+            << "/settings.ini\n";
   for (const wstring& name : {settingsName, propertiesName, recordsName, logName}) {
     File::remove(name);  // a fresh start when DIR was used before
   }
@@ -196,7 +195,7 @@ int runTour(const Invocation& invocation) {
   }
   showText("run.log", logName);
 
-  heading(6, "Values: DateTime, Uuid, Timer");
+  heading(6, "Values (DateTime, Uuid)");
   const Lumbrel::DateTime now(static_cast<long>(std::time(nullptr)), 3);
   std::cout << "   now:                 " << static_cast<std::string>(now)
             << "  (" << static_cast<long>(now) << " seconds since the epoch)\n";
@@ -214,9 +213,12 @@ int runTour(const Invocation& invocation) {
             << "   IP address:          " << show(Lumbrel::System::getIpAddress()) << '\n'
             << "   program file:        " << show(Lumbrel::System::getProcessFileName()) << '\n';
 
+  heading(8, "A stopwatch (Timer)");
   std::ostringstream elapsed;
   elapsed << timer;
-  std::cout << "   Timer since the start of the tour: " << elapsed.str() << " s\n";
+  std::cout << "   made at the start of the tour, at " << timer.getSeconds() << " s and "
+            << timer.getMilliseconds() << " ms since the epoch;\n"
+            << "   printed now it shows the seconds since then: " << elapsed.str() << '\n';
 
   std::cout << "\nTour complete: 4 files in " << native << ", " << elapsed.str() << " s.\n";
   return STATUS_OK;
