@@ -150,7 +150,7 @@ TEST_F(ToolTest, DataRecordsArePutReadListedAndRemoved) {
   const std::string before = readFile(dir.native("r.dat"));
   const Outcome missing = run({"data", "remove", "r.dat", "absent"});
   EXPECT_EQ(missing.status, 1);
-  EXPECT_EQ(missing.err, "lumbrel: key absent not found\n");
+  EXPECT_EQ(missing.err, "lumbrel: key 'absent' not found\n");
   EXPECT_EQ(run({"data", "get", "r.dat", "absent"}).status, 1);
   EXPECT_EQ(readFile(dir.native("r.dat")), before);
   EXPECT_EQ(run({"data", "remove", "r.dat", "NOTE"}).status, 0);
@@ -162,7 +162,7 @@ TEST_F(ToolTest, SectionedSettingsAreSetReadListedAndRemoved) {
   EXPECT_EQ(run({"ini", "get", "s.ini", "NET", "PORT"}).out, "80\n");
   const Outcome absentKey = run({"ini", "get", "s.ini", "Net", "host"});
   EXPECT_EQ(absentKey.status, 1);
-  EXPECT_EQ(absentKey.err, "lumbrel: key host in section Net not found\n");
+  EXPECT_EQ(absentKey.err, "lumbrel: key 'host' in section 'Net' not found\n");
   EXPECT_EQ(run({"ini", "remove", "s.ini", "Disk"}).status, 1);
   EXPECT_EQ(run({"ini", "list", "s.ini", "Disk"}).status, 1);
   EXPECT_EQ(readFile(dir.native("s.ini")), "; kept until a change\n[Net]\nport=80\n");

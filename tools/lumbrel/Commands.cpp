@@ -85,15 +85,22 @@ void loadDump(const Invocation& invocation, const std::string& name) {
   file.open(File::MODE_WRITE);
   unsigned long standIns = 0;
   for (const Lumbrel::DataFile::Record& record : records) {
-    const unsigned long before = file.size();
+    unsigned long before = file.size();
     file.insert(record);
     if (file.size() != before) continue;
     wstring standIn;
-    do {
+    do {  // a stand-in that some key of the dump matches is refused by insert too
       standIn = make_wstring("\x01lumbrel-load-" + std::to_string(++standIns));
-    } while (findRecord(file, standIn) != file.size());
-    file.insert(Lumbrel::DataFile::Record(standIn, record.getData()));
-    file[findRecord(file, standIn)].setKey(record.getKey());
+      before = file.size();
+      file.insert(Lumbrel::DataFile::Record(standIn, record.getData()));
+    } while (file.size() == before);
+    // Searched from the end, where a store that keeps insertion order put it.
+    for (unsigned long index = file.size(); index-- > 0;) {
+      if (sameName(file[index].getKey(), standIn)) {
+        file[index].setKey(record.getKey());
+        break;
+      }
+    }
   }
   file.close();
 }
@@ -218,7 +225,7 @@ int runData(const Invocation& invocation) {
   const unsigned long index = findRecord(file, key);
   if (index == file.size()) {
     file.close();
-    return notFound("key " + shownKey);
+    return notFound("key '" + shownKey + "'");
   }
   if (verb == "get") {
     const Bytes& data = file[index].getData();
@@ -261,7 +268,7 @@ int runIni(const Invocation& invocation) {
       std::cout << make_string(each) << '\n';
     }
   } else if (!containsName(file.enumerateSections(), section)) {
-    status = notFound("section " + operands[1]);
+    status = notFound("section '" + operands[1] + "'");
   } else if (verb == "list") {
     for (const wstring& each : distinctNames(file.enumerateKeys(section))) {
       std::cout << make_string(each) << '=' << make_string(file.getValue(section, each)) << '\n';
@@ -270,7 +277,7 @@ int runIni(const Invocation& invocation) {
     file.removeSection(section);
     markChanged(file);
   } else if (!containsName(file.enumerateKeys(section), key)) {
-    status = notFound("key " + operands[2] + " in section " + operands[1]);
+    status = notFound("key '" + operands[2] + "' in section '" + operands[1] + "'");
   } else if (verb == "get") {
     std::cout << make_string(file.getValue(section, key)) << '\n';
   } else {  // remove KEY
@@ -306,7 +313,7 @@ int runProps(const Invocation& invocation) {
       std::cout << make_string(each) << '=' << make_string(file.getValue(each)) << '\n';
     }
   } else if (!containsName(file.enumerateKeys(), key)) {
-    status = notFound("key " + operands[1]);
+    status = notFound("key '" + operands[1] + "'");
   } else if (verb == "get") {
     std::cout << make_string(file.getValue(key)) << '\n';
   } else {  // remove
