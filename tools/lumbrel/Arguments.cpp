@@ -88,7 +88,8 @@ const char* const toolHelp =
     "\n"
     "'lumbrel COMMAND --help' describes a command. FILE, INPUT, DUMP and DIR are\n"
     "paths relative to the working directory; '-' as INPUT or DUMP is standard input.\n"
-    "Results go to standard output, errors to standard error.\n"
+    "Options come before the operands; '--' ends them, so that a VALUE may begin\n"
+    "with '-'. Results go to standard output, errors to standard error.\n"
     "\n"
     "Exit status: 0 success, 1 key or section not found, 2 usage error, 3 a file\n"
     "could not be read or written (the library's message follows 'lumbrel: ').\n";
@@ -119,7 +120,8 @@ const char* const iniHelp =
     "A sectioned settings file: [section] headers and key=value lines, UTF-8.\n"
     "Section and key names match without regard to case (A-Z).\n"
     "\n"
-    "  list    the sections, one a line; with SECTION its key=value lines\n"
+    "  list    the sections, one a line; with SECTION its key=value lines, each\n"
+    "          key once (get, set and remove reach the first of a name)\n"
     "  get     the value of KEY in SECTION\n"
     "  set     sets the value, creating the key, the section or FILE as needed\n"
     "  remove  removes KEY from SECTION, or the whole SECTION\n"
@@ -127,21 +129,25 @@ const char* const iniHelp =
     "set and remove rewrite the whole file as the store writes it: sections and keys\n"
     "sorted, each section once, comments, blank lines and lines outside a section\n"
     "dropped. list and get never change the file; nor does a remove that finds\n"
-    "nothing.\n";
+    "nothing. set refuses what the file could not give back as given: a line\n"
+    "break, '=' in KEY, blanks at the ends of KEY or at the end of VALUE, a KEY\n"
+    "beginning with '#', ';' or '[', a SECTION beginning with '[' or ending with ']'.\n";
 
 const char* const propsHelp =
     "\n"
     "A flat settings file of key=value lines, UTF-8. Keys match without regard to\n"
     "case (A-Z); the first line of a key counts.\n"
     "\n"
-    "  list    the key=value lines, in file order\n"
+    "  list    the key=value lines in file order, each key once\n"
     "  get     the value of KEY\n"
     "  set     sets the value of KEY, appending it when new; creates FILE\n"
     "  remove  removes the first line of KEY\n"
     "\n"
     "set and remove rewrite the whole file as the store writes it: the key lines in\n"
     "their order, comments, blank lines and lines without '=' dropped. list and get\n"
-    "never change the file; nor does a remove that finds nothing.\n";
+    "never change the file; nor does a remove that finds nothing. set refuses what\n"
+    "the file could not give back as given: a line break, '=' in KEY, blanks at\n"
+    "the ends of KEY or at the end of VALUE, a KEY beginning with '#' or ';'.\n";
 
 const char* const tourHelp =
     "\n"
@@ -155,9 +161,10 @@ const char* const uuidHelp = "\nPrints N fresh random UUIDs (default 1), one a l
 
 const char* const dateHelp =
     "\n"
-    "Reads TEXT as YYYY-MM-DD hh:mm:ss, YYYY-MM-DD or hh:mm:ss and prints it back\n"
-    "with the seconds since the epoch (local time); without TEXT, the present\n"
-    "moment. Text the library refuses is a usage error.\n";
+    "Reads TEXT as YYYY-MM-DD hh:mm:ss, YYYY-MM-DD or hh:mm:ss (local time) and\n"
+    "prints it back, followed by a tab and the seconds since the epoch when it has\n"
+    "a date; without TEXT, the present moment. Text the library refuses is a usage\n"
+    "error.\n";
 
 const char* const hostHelp =
     "\nPrints the computer's name, its name and first IPv4 address as the name\n"
