@@ -98,9 +98,14 @@ Uuid::Uuid(const string& text) : bytes{} {
   for (std::size_t i = 0; i < 36; ++i) {
     if (text[i] != '-') digits[count++] = text[i];
   }
-  const auto& ctype = std::use_facet<std::ctype<char>>(std::locale());
+  // Hexadecimal digits are those of the global locale's character classes.
+  // Every locale counts 0-9, a-f and A-F among them, so only another
+  // character needs the (slower) question.
   for (std::size_t i = 0; i < count; ++i) {
-    if (!ctype.is(std::ctype_base::xdigit, digits[i])) return;
+    if (hexValue(digits[i]) < 0 &&
+        !std::use_facet<std::ctype<char>>(std::locale()).is(std::ctype_base::xdigit, digits[i])) {
+      return;
+    }
   }
   if (count < 32) return;
   for (std::size_t i = 0; i < 16; ++i) bytes[i] = readPair(digits[2 * i], digits[2 * i + 1]);
@@ -112,14 +117,14 @@ Uuid::Uuid(const std::vector<unsigned char>& data) : bytes{} {
 
 Uuid::operator string() const {
   static const char kDigits[] = "0123456789abcdef";
-  string text;
-  text.reserve(36);
+  char text[36];
+  std::size_t at = 0;
   for (std::size_t i = 0; i < 16; ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 0x0F];
+    if (i == 4 || i == 6 || i == 8 || i == 10) text[at++] = '-';
+    text[at++] = kDigits[bytes[i] >> 4];
+    text[at++] = kDigits[bytes[i] & 0x0F];
   }
-  return text;
+  return string(text, sizeof text);
 }
 
 Uuid::operator std::vector<unsigned char>() const {
