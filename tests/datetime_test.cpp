@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -230,6 +231,14 @@ TEST(DateTimeTest, OffsetIsWholeHoursTowardZero) {
     ScopedZone zone("IST-5:30");  // five and a half hours ahead
     EXPECT_EQ(DateTime(t, 3).getOffset(), 5);
     EXPECT_EQ(text(DateTime(t, 3)), "2021-07-01 17:30:00");
+    // One second before the epoch is a real moment, not a failure.
+    std::tm justBefore{};
+    justBefore.tm_year = 70;
+    justBefore.tm_mday = 1;
+    justBefore.tm_hour = 5;
+    justBefore.tm_min = 29;
+    justBefore.tm_sec = 59;
+    EXPECT_EQ(DateTime(justBefore, 3).getOffset(), 5);
   }
   {
     ScopedZone zone("NST3:30");  // three and a half hours behind
@@ -246,6 +255,9 @@ TEST(DateTimeTest, NegativeSecondsAreRefused) {
   timeval before{};
   before.tv_sec = -100;
   EXPECT_THROW_MSG(DateTime(before, 3), std::invalid_argument, "t is too small.");
+  // Past the calendar's range the platform has no local time either.
+  EXPECT_THROW_MSG(DateTime(std::numeric_limits<long>::max(), 3), std::invalid_argument,
+                   "t is too small.");
 }
 
 TEST(DateTimeTest, FromTmTakesMembersWithoutBounds) {
@@ -269,6 +281,9 @@ TEST(DateTimeTest, FromTmTakesMembersWithoutBounds) {
   EXPECT_EQ(dateOnly.getSecond(), 0);
   t.tm_year = 12000;  // a five-digit year prints five digits
   EXPECT_EQ(text(DateTime(t, 1)), "13900-02-31");
+  t.tm_year = std::numeric_limits<int>::max();  // the months carry past the last year
+  t.tm_mon = 23;
+  EXPECT_EQ(DateTime(t, 3).getOffset(), 0);  // no second for it
 }
 
 TEST(DateTimeTest, FromTimevalTakesMilliseconds) {
