@@ -36,8 +36,11 @@ class LUMBREL_API File : public std::basic_fstream<char> {
   static constexpr unsigned long MODE_BINARY = 0x80000000UL;
 
   // A full path of the Windows form held as volume (`C:`), directory (`\a\b\`)
-  // and name (`f.txt`). Relative text is anchored at the directory of the
-  // running executable, never at the working directory.
+  // and name (`f.txt`). Only a letter, a colon and a backslash make text
+  // absolute; all other text, `/tmp/x`, `C:/x` and `\\host\share\x` among it,
+  // is relative and anchored at the directory of the running executable, never
+  // at the working directory. That anchoring is text work alone: no file is
+  // looked at and `..` never climbs above the root.
   class LUMBREL_API Path {
    public:
     // All three fields empty; composes to empty text.

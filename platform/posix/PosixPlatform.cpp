@@ -9,12 +9,17 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 #include "platform/Platform.h"
 
 namespace Lumbrel {
 namespace platform {
 namespace {
+
+// Host records of hosts with very many names or addresses need more room;
+// beyond this the lookup counts as failed.
+constexpr std::size_t kMaxResolverBuffer = 1 << 20;
 
 bool isAsciiLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
@@ -100,27 +105,33 @@ class PosixPlatform final : public Platform {
     return ::gethostname(buffer, size) == 0 && std::memchr(buffer, '\0', size) != nullptr;
   }
 
+  // gethostbyname_r gives the host record with its addresses in the name
+  // service's order; getaddrinfo would sort them by its own preferences, and
+  // callers rely on the first address being the service's first.
   bool resolveHost(const std::string& name, HostEntry& entry) override {
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;  // one entry per address
-    hints.ai_flags = AI_CANONNAME;
-    addrinfo* list = nullptr;
-    if (::getaddrinfo(name.c_str(), nullptr, &hints, &list) != 0 || list == nullptr) return false;
+    std::vector<char> work(1024);
+    hostent record{};
+    hostent* found = nullptr;
+    int status = 0;
+    int result;
+    while ((result = ::gethostbyname_r(name.c_str(), &record, work.data(), work.size(), &found,
+                                       &status)) == ERANGE &&
+           work.size() < kMaxResolverBuffer) {
+      work.resize(work.size() * 2);
+    }
+    if (result != 0 || found == nullptr) return false;
     entry = HostEntry();
-    if (list->ai_canonname != nullptr) {
+    if (found->h_name != nullptr) {
       entry.hasCanonicalName = true;
-      entry.canonicalName = list->ai_canonname;
+      entry.canonicalName = found->h_name;
     }
-    for (const addrinfo* item = list; item != nullptr; item = item->ai_next) {
-      if (item->ai_family != AF_INET || item->ai_addrlen < sizeof(sockaddr_in)) continue;
-      sockaddr_in address;
-      std::memcpy(&address, item->ai_addr, sizeof address);
-      std::array<unsigned char, 4> bytes;
-      std::memcpy(bytes.data(), &address.sin_addr.s_addr, 4);  // network order
-      entry.ipv4Addresses.push_back(bytes);
+    if (found->h_addrtype == AF_INET && found->h_length == 4 && found->h_addr_list != nullptr) {
+      for (char** address = found->h_addr_list; *address != nullptr; ++address) {
+        std::array<unsigned char, 4> bytes;
+        std::memcpy(bytes.data(), *address, 4);  // network order
+        entry.ipv4Addresses.push_back(bytes);
+      }
     }
-    ::freeaddrinfo(list);
     return true;
   }
 };

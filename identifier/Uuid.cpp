@@ -1,0 +1,144 @@
+#include "lumbrel/Uuid.h"
+
+#include <cstring>
+#include <locale>
+#include <memory>
+
+#include "platform/Random.h"
+
+namespace Lumbrel {
+
+namespace {
+
+// Random bytes drawn from the system in batches, one supply per thread, so
+// that a fresh value costs neither a system call nor a lock.
+class RandomSupply {
+ public:
+  // Fills `out` with `size` (at most kBatch) unused bytes; false when the
+  // system's source fails.
+  bool take(unsigned char* out, std::size_t size) {
+    const std::uint64_t generation = platform::processGeneration();
+    // Bytes inherited through fork are the parent's too: never hand them out.
+    if (generation != generation_) used_ = kBatch;
+    if (kBatch - used_ < size) {
+      if (!platform::randomBytes(batch_, kBatch)) {
+        used_ = kBatch;
+        return false;
+      }
+      used_ = 0;
+      generation_ = generation;
+    }
+    std::memcpy(out, batch_ + used_, size);
+    used_ += size;
+    return true;
+  }
+
+ private:
+  static constexpr std::size_t kBatch = 4096;
+  unsigned char batch_[kBatch];
+  std::size_t used_ = kBatch;
+  std::uint64_t generation_ = 0;
+};
+
+RandomSupply& supply() {
+  // On the heap, so that threads that never make a value do not carry it.
+  thread_local std::unique_ptr<RandomSupply> own;
+  if (!own) own.reset(new RandomSupply);
+  return *own;
+}
+
+int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// One byte from up to two hexadecimal digits, read as "%2x" reads them: it
+// stops at the first character that is not one, and none at all gives 0.
+unsigned char readPair(char high, char low) {
+  const int first = hexValue(high);
+  if (first < 0) return 0;
+  const int second = hexValue(low);
+  return static_cast<unsigned char>(second < 0 ? first : first * 16 + second);
+}
+
+}  // namespace
+
+Uuid::Uuid() : bytes{} {
+  unsigned char fresh[16];
+  // A failing source leaves the all-zero value, like any unusable input.
+  if (!supply().take(fresh, sizeof fresh)) return;
+  // Version 4 and the standard variant, where the Windows generator leaves
+  // them in memory: Data3, which carries the version, is little-endian there.
+  fresh[7] = static_cast<unsigned char>((fresh[7] & 0x0F) | 0x40);
+  fresh[8] = static_cast<unsigned char>((fresh[8] & 0x3F) | 0x80);
+  std::memcpy(bytes, fresh, sizeof bytes);
+}
+
+Uuid::Uuid(const _GUID& guid) : bytes{} {
+  const std::uint32_t data1 = guid.Data1;
+  bytes[0] = static_cast<unsigned char>(data1 >> 24);
+  bytes[1] = static_cast<unsigned char>(data1 >> 16);
+  bytes[2] = static_cast<unsigned char>(data1 >> 8);
+  bytes[3] = static_cast<unsigned char>(data1);
+  bytes[4] = static_cast<unsigned char>(guid.Data2 >> 8);
+  bytes[5] = static_cast<unsigned char>(guid.Data2);
+  bytes[6] = static_cast<unsigned char>(guid.Data3 >> 8);
+  bytes[7] = static_cast<unsigned char>(guid.Data3);
+  for (std::size_t i = 0; i < 8; ++i) bytes[8 + i] = guid.Data4[i];
+}
+
+Uuid::Uuid(const string& text) : bytes{} {
+  if (length(text) != 36) return;
+  // Hyphens count for nothing, wherever they stand and however many there
+  // are; fewer than 32 digits left is unusable.
+  char digits[36];
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < 36; ++i) {
+    if (text[i] != '-') digits[count++] = text[i];
+  }
+  // Hexadecimal digits are those of the global locale's character classes.
+  // Every locale counts 0-9, a-f and A-F among them, so only another
+  // character needs the (slower) question.
+  for (std::size_t i = 0; i < count; ++i) {
+    if (hexValue(digits[i]) < 0 &&
+        !std::use_facet<std::ctype<char>>(std::locale()).is(std::ctype_base::xdigit, digits[i])) {
+      return;
+    }
+  }
+  if (count < 32) return;
+  for (std::size_t i = 0; i < 16; ++i) bytes[i] = readPair(digits[2 * i], digits[2 * i + 1]);
+}
+
+Uuid::Uuid(const std::vector<unsigned char>& data) : bytes{} {
+  if (data.size() == sizeof bytes) std::memcpy(bytes, data.data(), sizeof bytes);
+}
+
+Uuid::operator string() const {
+  static const char kDigits[] = "0123456789abcdef";
+  char text[36];
+  std::size_t at = 0;
+  for (std::size_t i = 0; i < 16; ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text[at++] = '-';
+    text[at++] = kDigits[bytes[i] >> 4];
+    text[at++] = kDigits[bytes[i] & 0x0F];
+  }
+  return string(text, sizeof text);
+}
+
+Uuid::operator std::vector<unsigned char>() const {
+  return std::vector<unsigned char>(bytes, bytes + sizeof bytes);
+}
+
+bool operator==(const Uuid& a, const Uuid& b) {
+  return std::memcmp(a.bytes, b.bytes, sizeof a.bytes) == 0;
+}
+
+bool operator!=(const Uuid& a, const Uuid& b) { return !(a == b); }
+
+std::basic_ostream<char>& operator<<(std::basic_ostream<char>& out, const Uuid& value) {
+  return Lumbrel::operator<<(out, value.operator string());
+}
+
+}  // namespace Lumbrel
