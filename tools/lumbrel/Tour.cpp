@@ -61,6 +61,33 @@ void showHex(const std::string& label, const wstring& name) {
   }
 }
 
+// The present moment as the log writes it.
+std::string stamp() {
+  return static_cast<std::string>(Lumbrel::DateTime(static_cast<long>(std::time(nullptr)), 3));
+}
+
+// Writes one line to a log shared with the main thread, under the file's own
+// lock, and then says so through an event.
+class LogWorker : public Lumbrel::Thread {
+ public:
+  LogWorker(Lumbrel::LogFile& target, Lumbrel::Event& finished) : logFile(target), done(finished) {}
+
+ protected:
+  void* run(void* argument) override {
+    {
+      Lumbrel::FileLock hold(logFile);
+      logFile << stamp() << " worker thread " << Lumbrel::Thread::getCurrentThreadId()
+              << " wrote this line\n";
+    }
+    done.signal();
+    return argument;
+  }
+
+ private:
+  Lumbrel::LogFile& logFile;
+  Lumbrel::Event& done;
+};
+
 std::string show(const wstring& value) {
   return value.empty() ? std::string("(empty)") : make_string(value);
 }
@@ -180,18 +207,34 @@ int runTour(const Invocation& invocation) {
     records.close();
   }
 
-  heading(5, "A log file (LogFile)");
+  heading(5, "A log file shared with a worker thread (LogFile, Thread, Event)");
   {
     Lumbrel::LogFile log{File::Path(logName)};
     log.open(static_cast<unsigned int>(File::MODE_READ | File::MODE_WRITE));
-    const Lumbrel::DateTime now(static_cast<long>(std::time(nullptr)), 3);
-    log << static_cast<std::string>(now) << " tour started\n";
-    log << static_cast<std::string>(now) << " wrote settings.ini, app.properties, records.dat\n";
+    const unsigned long mainThread = Lumbrel::Thread::getCurrentThreadId();
+    log << stamp() << " main thread " << mainThread << " started the tour\n";
+    Lumbrel::Event finished;
+    LogWorker worker(log, finished);
+    int token = 0;
+    if (!worker.start(&token)) throw ToolError("cannot start a thread");
+    const long waited = finished.wait(10);
+    const void* const result = worker.join();
+    {
+      Lumbrel::FileLock hold(log);
+      log << stamp() << " main thread " << mainThread << " saw the worker finish\n";
+    }
     log.close();
     log.open(static_cast<unsigned int>(File::MODE_READ | File::MODE_WRITE));
-    log << static_cast<std::string>(now) << " opened again: new lines go behind the old\n";
+    log << stamp() << " opened again: new lines go behind the old\n";
     log.close();
-    std::cout << "   wrote two lines, closed, opened again with read and write bits, wrote one\n";
+    std::cout << "   main thread " << mainThread << " opened run.log for appending and wrote a line;\n"
+              << "   worker thread " << worker.getThreadId()
+              << " wrote one under a FileLock (the file's Mutex), then\n"
+              << "   signalled an Event: the main thread's wait(10) gave " << waited
+              << (waited == 0 ? " (signalled)" : " (not signalled)") << ", and join\n"
+              << "   gave back " << (result == &token ? "run's argument" : "something else")
+              << ". Closed, opened again with\n"
+              << "   read and write bits, one more line.\n";
   }
   showText("run.log", logName);
 
@@ -213,7 +256,25 @@ int runTour(const Invocation& invocation) {
             << "   IP address:          " << show(Lumbrel::System::getIpAddress()) << '\n'
             << "   program file:        " << show(Lumbrel::System::getProcessFileName()) << '\n';
 
-  heading(8, "A stopwatch (Timer)");
+  heading(8, "A library loaded at run time (DynamicLibrary)");
+  {
+    Lumbrel::DynamicLibrary math(make_wstring("libm.so.6"));
+    if (!math.load()) {
+      std::cout << "   libm.so.6 could not be loaded\n";
+    } else if (const Lumbrel::DynamicLibrary::Symbol symbol = math.getSymbol(make_wstring("cos"))) {
+      // The loader hands out one pointer type; the real signature is the caller's to know.
+      const auto cosine =
+          reinterpret_cast<double (*)(double)>(reinterpret_cast<void (*)()>(symbol));
+      std::ostringstream value;
+      value << cosine(0.5);
+      std::cout << "   loaded libm.so.6 and found cos: cos(0.5) = " << value.str() << '\n';
+    } else {
+      std::cout << "   libm.so.6 has no cos\n";
+    }
+    std::cout << "   unload: " << (math.unload() ? "done" : "failed") << '\n';
+  }
+
+  heading(9, "A stopwatch (Timer)");
   std::ostringstream elapsed;
   elapsed << timer;
   std::cout << "   made at the start of the tour, at " << timer.getSeconds() << " s and "
