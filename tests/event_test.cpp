@@ -147,9 +147,10 @@ TEST(EventTest, CopiesAndAssignmentShareOneEvent) {
 
   Event a(false);
   Event b;
-  a = a;
+  Event& alsoA = a;
+  a = alsoA;  // assignment to itself changes nothing
   a.signal();
-  a = a;
+  a = alsoA;
   EXPECT_TRUE(a.test());
   Event formerA(a);
   a = b;  // a lets go of its manual-reset event and takes b's
