@@ -27,7 +27,8 @@ ThreadObject* shareThread(ThreadObject* thread);
 void releaseThread(ThreadObject* thread);
 
 // Waits for the end and gives up the handle; the entry's result. Null at once
-// when the handle was given up already. A cancellation point: a caller
+// when the handle was given up already, and when the caller is the thread
+// itself (the handle is given up then too). A cancellation point: a caller
 // cancelled here still gives the handle up.
 void* joinThread(ThreadObject* thread);
 // Gives up the handle; the thread runs on and its resources go when it ends.

@@ -59,11 +59,12 @@ class Worker : public Thread {
 // Blocks in a wait that only abort ends.
 class Blocked : public Thread {
  public:
-  enum class In { eventWait, sleep, ownAbort };
+  enum class In { eventWait, sleep, ownAbort, ownJoin };
   explicit Blocked(In where) : where_(where) {}
   Event wakeUp;  // auto-reset
   Event unwound{false};
   std::atomic<bool> carriedOn{false};
+  std::atomic<void*> ownJoin{kAllOnes};
 
  protected:
   void* run(void*) override {
@@ -78,6 +79,10 @@ class Blocked : public Thread {
       case In::ownAbort:
         wakeUp.wait(kForever);  // until start has returned and set the flags
         abort();
+        break;
+      case In::ownJoin:
+        wakeUp.wait(kForever);
+        ownJoin = join();
         break;
     }
     carriedOn = true;
@@ -205,6 +210,42 @@ TEST(ThreadTest, AbortEndsThreadsInWaitsAndSleeps) {
   }
 }
 
+// Joins another thread.
+class Joiner : public Thread {
+ public:
+  explicit Joiner(Thread& target) : target_(target) {}
+  Event unwound{false};
+  std::atomic<bool> carriedOn{false};
+
+ protected:
+  void* run(void*) override {
+    SignalOnExit guard{unwound};
+    target_.join();
+    carriedOn = true;
+    return nullptr;
+  }
+
+ private:
+  Thread& target_;
+};
+
+TEST(ThreadTest, AbortEndsAThreadWaitingInJoin) {
+  Worker worker;
+  ASSERT_TRUE(worker.start(nullptr));
+  Joiner joiner(worker);
+  ASSERT_TRUE(joiner.start());
+  ASSERT_TRUE(becomesBlocked(joiner.getThreadId()));
+  joiner.abort();
+  EXPECT_EQ(joiner.unwound.wait(30), 0);
+  EXPECT_FALSE(joiner.carriedOn.load());
+  // The interrupted join gave the worker's handle up all the same: the worker
+  // runs to its end and nothing else can wait for it.
+  EXPECT_EQ(worker.join(), nullptr);
+  worker.go.signal();
+  EXPECT_EQ(worker.done.wait(30), 0);
+  EXPECT_TRUE(ends(worker.getThreadId()));
+}
+
 TEST(ThreadTest, AbortOnOwnObjectEndsTheCaller) {
   Blocked thread(Blocked::In::ownAbort);
   ASSERT_TRUE(thread.start());
@@ -212,6 +253,17 @@ TEST(ThreadTest, AbortOnOwnObjectEndsTheCaller) {
   EXPECT_EQ(thread.unwound.wait(30), 0);
   EXPECT_TRUE(ends(thread.getThreadId()));
   EXPECT_FALSE(thread.carriedOn.load());
+  EXPECT_EQ(thread.join(), nullptr);
+}
+
+TEST(ThreadTest, JoinOnOwnObjectGivesUpAtOnce) {
+  Blocked thread(Blocked::In::ownJoin);
+  ASSERT_TRUE(thread.start());
+  thread.wakeUp.signal();
+  EXPECT_EQ(thread.unwound.wait(30), 0);
+  EXPECT_TRUE(thread.carriedOn.load());
+  EXPECT_EQ(thread.ownJoin.load(), nullptr);
+  EXPECT_TRUE(ends(thread.getThreadId()));
   EXPECT_EQ(thread.join(), nullptr);
 }
 

@@ -66,7 +66,9 @@ class LUMBREL_API Thread {
   // once getThreadId() holds its id. A failed start may be tried again.
   bool start(void* argument = nullptr);
   // Waits for the end and returns what run() returned; null at once unless
-  // Joinable. A cancellation point.
+  // Joinable, and on the thread's own object from that thread (which could
+  // never end its wait: the handle is given up instead). A cancellation
+  // point; a joiner cancelled here gives the handle up all the same.
   void* join();
   // Gives up the handle, now or as soon as the thread is made.
   void detach();

@@ -1,4 +1,9 @@
 // Threads on POSIX: pthreads, with the kernel's thread ids.
+//
+// join waits for a flag that the thread sets as it leaves (also when it is
+// cancelled) rather than in pthread_join, and calls pthread_join only once the
+// thread is at its end. So a joiner that is cancelled while it waits has not
+// started a join, and can simply detach the thread instead.
 #include <pthread.h>
 #include <time.h>
 #include <unistd.h>
@@ -15,36 +20,37 @@ namespace platform {
 struct ThreadObject {
   pthread_t thread;
   std::atomic<bool> open{true};  // the handle has not been given up
-  std::atomic<long> records{1};
+  // The records, and the running thread until it has set `ended`.
+  std::atomic<long> references{2};
+  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+  pthread_cond_t endedCondition = PTHREAD_COND_INITIALIZER;
+  bool ended = false;  // guarded by `mutex`
 };
 
 namespace {
 
 thread_local bool creationFails = false;
 
-// What a new thread needs before it runs, on the starter's stack: the starter
-// waits until the new thread has copied it and stored its id.
-struct Startup {
-  ThreadEntry entry;
-  void* context;
-  unsigned long* id;
-  pthread_mutex_t mutex;
-  pthread_cond_t ready;
-  bool idStored;
-};
-
-void* startRoutine(void* parameter) {
-  auto* startup = static_cast<Startup*>(parameter);
-  const ThreadEntry entry = startup->entry;
-  void* const context = startup->context;
-  *startup->id = static_cast<unsigned long>(gettid());
-  pthread_mutex_lock(&startup->mutex);
-  startup->idStored = true;
-  pthread_cond_signal(&startup->ready);
-  pthread_mutex_unlock(&startup->mutex);
-  // `startup` may be gone from here on.
-  return entry(context);
+void dropReference(ThreadObject* thread) {
+  if (thread->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    pthread_cond_destroy(&thread->endedCondition);
+    pthread_mutex_destroy(&thread->mutex);
+    delete thread;
+  }
 }
+
+// Holds a mutex for a scope. A thread cancelled in a condition wait gets the
+// mutex back before it unwinds, so this is right on that way out as well.
+class Holding {
+ public:
+  explicit Holding(pthread_mutex_t* mutex) : mutex_(mutex) { pthread_mutex_lock(mutex_); }
+  ~Holding() { pthread_mutex_unlock(mutex_); }
+  Holding(const Holding&) = delete;
+  Holding& operator=(const Holding&) = delete;
+
+ private:
+  pthread_mutex_t* mutex_;
+};
 
 // Restores the caller's cancellation state at the end of a scope in which it
 // cannot be cancelled.
@@ -59,6 +65,53 @@ class NoCancellation {
   int previous_ = PTHREAD_CANCEL_ENABLE;
 };
 
+// Marks the end of the running thread however it leaves its entry: by
+// returning, or by unwinding when cancelled.
+class Ending {
+ public:
+  explicit Ending(ThreadObject* thread) : thread_(thread) {}
+  ~Ending() {
+    {
+      Holding holding(&thread_->mutex);
+      thread_->ended = true;
+      pthread_cond_broadcast(&thread_->endedCondition);
+    }
+    dropReference(thread_);
+  }
+  Ending(const Ending&) = delete;
+  Ending& operator=(const Ending&) = delete;
+
+ private:
+  ThreadObject* thread_;
+};
+
+// What a new thread needs before it runs, on the starter's stack: the starter
+// waits until the new thread has copied it and stored its id.
+struct Startup {
+  ThreadObject* thread;
+  ThreadEntry entry;
+  void* context;
+  unsigned long* id;
+  pthread_mutex_t mutex;
+  pthread_cond_t ready;
+  bool idStored;
+};
+
+void* startRoutine(void* parameter) {
+  auto* startup = static_cast<Startup*>(parameter);
+  const ThreadEntry entry = startup->entry;
+  void* const context = startup->context;
+  const Ending ending(startup->thread);
+  *startup->id = static_cast<unsigned long>(gettid());
+  {
+    Holding holding(&startup->mutex);
+    startup->idStored = true;
+    pthread_cond_signal(&startup->ready);
+  }
+  // `startup` may be gone from here on.
+  return entry(context);
+}
+
 }  // namespace
 
 void failThreadCreation(bool fail) { creationFails = fail; }
@@ -67,7 +120,8 @@ ThreadObject* startThread(ThreadEntry entry, void* context, unsigned long* id) {
   if (creationFails) return nullptr;
   auto* object = new (std::nothrow) ThreadObject;
   if (object == nullptr) return nullptr;
-  Startup startup{entry, context, id, PTHREAD_MUTEX_INITIALIZER, PTHREAD_COND_INITIALIZER, false};
+  Startup startup{object, entry, context, id, PTHREAD_MUTEX_INITIALIZER, PTHREAD_COND_INITIALIZER,
+                  false};
   {
     // The new thread uses `startup` until it signals: a cancelled starter
     // must not unwind this frame before then.
@@ -76,9 +130,8 @@ ThreadObject* startThread(ThreadEntry entry, void* context, unsigned long* id) {
       delete object;
       return nullptr;
     }
-    pthread_mutex_lock(&startup.mutex);
+    Holding holding(&startup.mutex);
     while (!startup.idStored) pthread_cond_wait(&startup.ready, &startup.mutex);
-    pthread_mutex_unlock(&startup.mutex);
   }
   pthread_cond_destroy(&startup.ready);
   pthread_mutex_destroy(&startup.mutex);
@@ -86,19 +139,19 @@ ThreadObject* startThread(ThreadEntry entry, void* context, unsigned long* id) {
 }
 
 ThreadObject* shareThread(ThreadObject* thread) {
-  if (thread != nullptr) thread->records.fetch_add(1, std::memory_order_relaxed);
+  if (thread != nullptr) thread->references.fetch_add(1, std::memory_order_relaxed);
   return thread;
 }
 
 void releaseThread(ThreadObject* thread) {
-  if (thread != nullptr && thread->records.fetch_sub(1, std::memory_order_acq_rel) == 1)
-    delete thread;
+  if (thread != nullptr) dropReference(thread);
 }
 
 void* joinThread(ThreadObject* thread) {
   if (thread == nullptr || !thread->open.exchange(false)) return nullptr;
-  // A caller cancelled in the wait leaves the thread joinable; detach it then,
-  // so that its resources still go when it ends.
+  // Unless the join completes, the thread is detached, so that its resources
+  // still go when it ends: also when the caller is cancelled while it waits,
+  // and when a thread asks to join itself, which could never end.
   struct DetachUnlessJoined {
     pthread_t target;
     bool joined = false;
@@ -106,6 +159,12 @@ void* joinThread(ThreadObject* thread) {
       if (!joined) pthread_detach(target);
     }
   } guard{thread->thread};
+  if (pthread_equal(thread->thread, pthread_self())) return nullptr;
+  {
+    Holding holding(&thread->mutex);
+    while (!thread->ended) pthread_cond_wait(&thread->endedCondition, &thread->mutex);
+  }
+  NoCancellation atTheEnd;
   void* result = nullptr;
   guard.joined = pthread_join(thread->thread, &result) == 0;
   return guard.joined ? result : nullptr;
