@@ -1,0 +1,193 @@
+// The event on POSIX: a flag guarded by a pthread mutex, with a condition
+// variable on the monotonic clock, shared by reference-counted handles.
+//
+// Auto-reset events count their blocked waiters and the releases handed to
+// them, so that each signal frees exactly one waiter even when several signals
+// arrive before any waiter runs. Manual-reset events count signals, so that a
+// waiter blocked at a signal leaves even if a reset follows at once.
+#include <pthread.h>
+#include <time.h>
+
+#include <atomic>
+#include <cerrno>
+#include <new>
+
+#include "platform/Event.h"
+#include "platform/posix/Deadline.h"
+
+namespace Lumbrel {
+namespace platform {
+
+struct EventObject {
+  explicit EventObject(bool autoResetKind) : autoReset(autoResetKind) {}
+
+  pthread_mutex_t mutex;
+  pthread_cond_t condition;
+  std::atomic<long> references{1};
+  const bool autoReset;
+  // The fields below are guarded by `mutex`.
+  bool signalled = false;
+  unsigned long waiters = 0;     // auto-reset: threads blocked in waitEvent
+  unsigned long releases = 0;    // auto-reset: signals handed to blocked waiters
+  unsigned long generation = 0;  // manual-reset: signals so far
+};
+
+namespace {
+
+thread_local bool creationFails = false;
+
+// Holds the event's mutex for a scope. A thread cancelled in a condition wait
+// gets the mutex back before it unwinds, so the destructor is right on that
+// way out as well.
+class Holding {
+ public:
+  explicit Holding(EventObject* event) : mutex_(&event->mutex) {}
+  ~Holding() { pthread_mutex_unlock(mutex_); }
+  Holding(const Holding&) = delete;
+  Holding& operator=(const Holding&) = delete;
+
+ private:
+  pthread_mutex_t* mutex_;
+};
+
+// Counts a blocked auto-reset waiter for a scope. A waiter that leaves without
+// its release (it was cancelled) must not take a signal with it: a release no
+// remaining waiter can claim goes back into the flag, and the waiters that
+// hold releases are woken in case the signal had gone to the one that left.
+class Waiting {
+ public:
+  explicit Waiting(EventObject* event) : event_(event) { ++event_->waiters; }
+  ~Waiting() {
+    --event_->waiters;
+    if (released_) return;
+    if (event_->releases > event_->waiters) {
+      --event_->releases;
+      event_->signalled = true;
+    }
+    if (event_->releases > 0) pthread_cond_broadcast(&event_->condition);
+  }
+  Waiting(const Waiting&) = delete;
+  Waiting& operator=(const Waiting&) = delete;
+
+  // Claims one release if a signal has handed any out.
+  bool claim() {
+    if (event_->releases == 0) return false;
+    --event_->releases;
+    released_ = true;
+    return true;
+  }
+
+ private:
+  EventObject* event_;
+  bool released_ = false;
+};
+
+int block(EventObject* event, bool limited, const timespec& deadline) {
+  return limited ? pthread_cond_timedwait(&event->condition, &event->mutex, &deadline)
+                 : pthread_cond_wait(&event->condition, &event->mutex);
+}
+
+EventWait waitAutoReset(EventObject* event, bool limited, const timespec& deadline) {
+  Waiting waiting(event);
+  for (;;) {
+    if (waiting.claim()) return EventWait::signalled;
+    const int result = block(event, limited, deadline);
+    // A signal that came with the timeout still counts.
+    if (result == ETIMEDOUT) return waiting.claim() ? EventWait::signalled : EventWait::timedOut;
+    if (result != 0) return EventWait::failed;
+  }
+}
+
+EventWait waitManualReset(EventObject* event, bool limited, const timespec& deadline) {
+  const unsigned long seen = event->generation;
+  while (!event->signalled && event->generation == seen) {
+    const int result = block(event, limited, deadline);
+    if (result == ETIMEDOUT) {
+      if (event->signalled || event->generation != seen) break;
+      return EventWait::timedOut;
+    }
+    if (result != 0) return EventWait::failed;
+  }
+  return EventWait::signalled;
+}
+
+}  // namespace
+
+void failEventCreation(bool fail) { creationFails = fail; }
+
+EventObject* createEvent(bool autoReset) {
+  if (creationFails) return nullptr;
+  auto* event = new (std::nothrow) EventObject(autoReset);
+  if (event == nullptr) return nullptr;
+  pthread_condattr_t attributes;
+  if (pthread_condattr_init(&attributes) != 0) {
+    delete event;
+    return nullptr;
+  }
+  const bool conditionMade = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 &&
+                             pthread_cond_init(&event->condition, &attributes) == 0;
+  pthread_condattr_destroy(&attributes);
+  if (!conditionMade) {
+    delete event;
+    return nullptr;
+  }
+  if (pthread_mutex_init(&event->mutex, nullptr) != 0) {
+    pthread_cond_destroy(&event->condition);
+    delete event;
+    return nullptr;
+  }
+  return event;
+}
+
+EventObject* shareEvent(EventObject* event) {
+  if (event != nullptr) event->references.fetch_add(1, std::memory_order_relaxed);
+  return event;
+}
+
+void releaseEvent(EventObject* event) {
+  if (event == nullptr) return;
+  if (event->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    pthread_cond_destroy(&event->condition);
+    pthread_mutex_destroy(&event->mutex);
+    delete event;
+  }
+}
+
+void setEvent(EventObject* event) {
+  if (event == nullptr || pthread_mutex_lock(&event->mutex) != 0) return;
+  Holding holding(event);
+  if (!event->autoReset) {
+    event->signalled = true;
+    ++event->generation;
+    pthread_cond_broadcast(&event->condition);
+  } else if (event->waiters > event->releases) {
+    ++event->releases;
+    pthread_cond_signal(&event->condition);
+  } else {
+    event->signalled = true;
+  }
+}
+
+void resetEvent(EventObject* event) {
+  if (event == nullptr || pthread_mutex_lock(&event->mutex) != 0) return;
+  Holding holding(event);
+  event->signalled = false;
+}
+
+EventWait waitEvent(EventObject* event, std::uint32_t milliseconds) {
+  if (event == nullptr) return EventWait::failed;
+  const bool limited = milliseconds != kWaitForever;
+  const timespec deadline = limited ? monotonicDeadline(milliseconds) : timespec{};
+  if (pthread_mutex_lock(&event->mutex) != 0) return EventWait::failed;
+  Holding holding(event);
+  if (event->signalled) {
+    if (event->autoReset) event->signalled = false;
+    return EventWait::signalled;
+  }
+  if (milliseconds == 0) return EventWait::timedOut;
+  return event->autoReset ? waitAutoReset(event, limited, deadline)
+                          : waitManualReset(event, limited, deadline);
+}
+
+}  // namespace platform
+}  // namespace Lumbrel

@@ -1,0 +1,15 @@
+// A small library that the run-time loading tests load, one build for each
+// value of LUMBREL_TESTLIB_ANSWER, so that two different files are at hand.
+#ifndef LUMBREL_TESTLIB_ANSWER
+#error "LUMBREL_TESTLIB_ANSWER must be defined"
+#endif
+
+extern "C" __attribute__((visibility("default"))) int lumbrel_testlib_answer() {
+  return LUMBREL_TESTLIB_ANSWER;
+}
+
+// Counts calls; each load of the file starts again from zero.
+extern "C" __attribute__((visibility("default"))) int lumbrel_testlib_count() {
+  static int calls = 0;
+  return ++calls;
+}
