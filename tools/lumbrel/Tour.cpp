@@ -121,18 +121,17 @@ int runTour(const Invocation& invocation) {
 
   heading(1, "Paths (File::Path)");
   const File::Path beside("settings.ini");
-  std::cout << "   File::Path(\"settings.ini\") is anchored at the program, not at the\n"
-            << "   working directory:  " << beside << '\n';
+  std::cout << "   File::Path(\"settings.ini\") is anchored at the program, not at the working\n"
+            << "   directory: " << beside << '\n';
   showPath(beside);
   const wstring settingsName = make_wstring(base + "settings.ini");
   const wstring propertiesName = make_wstring(base + "app.properties");
   const wstring recordsName = make_wstring(base + "records.dat");
   const wstring logName = make_wstring(base + "run.log");
   const File::Path settingsPath(settingsName);
-  std::cout << "   The tour names its files from the folder instead:  " << settingsPath << '\n';
+  std::cout << "   The tour names its files from its folder instead:\n   " << settingsPath << '\n';
   showPath(settingsPath);
-  std::cout << "   On Linux a volume names the root, so this is the file " << native
-            << "/settings.ini\n";
+  std::cout << "   On Linux every volume names the root: this is " << native << "/settings.ini\n";
   for (const wstring& name : {settingsName, propertiesName, recordsName, logName}) {
     File::remove(name);  // a fresh start when DIR was used before
   }
@@ -188,9 +187,9 @@ int runTour(const Invocation& invocation) {
     records.insert(DataFile::Record(make_wstring("greeting"), {'h', 'e', 'l', 'l', 'o'}));
     records.insert(DataFile::Record(make_wstring("Gr\xC3\xB6\xC3\x9F" "e"), {0x00, 0x0A, 0xFF}));
     records.insert(DataFile::Record(make_wstring("GREETING"), {'i', 'g', 'n', 'o', 'r', 'e', 'd'}));
-    std::cout << "   inserted \"greeting\" (5 bytes) and \"Gr\xC3\xB6\xC3\x9F" "e\" (00 0a ff); "
-              << "\"GREETING\" is the same key,\n   so insert left the first alone: "
-              << records.size() << " records. Close writes them.\n";
+    std::cout << "   inserted \"greeting\" (5 bytes) and \"Gr\xC3\xB6\xC3\x9F" "e\" (00 0a ff), then "
+              << "\"GREETING\",\n   the same key, which insert ignores: " << records.size()
+              << " records. Close writes them.\n";
     records.close();
   }
   showHex("records.dat", recordsName);
@@ -227,14 +226,14 @@ int runTour(const Invocation& invocation) {
     log.open(static_cast<unsigned int>(File::MODE_READ | File::MODE_WRITE));
     log << stamp() << " opened again: new lines go behind the old\n";
     log.close();
-    std::cout << "   main thread " << mainThread << " opened run.log for appending and wrote a line;\n"
-              << "   worker thread " << worker.getThreadId()
-              << " wrote one under a FileLock (the file's Mutex), then\n"
-              << "   signalled an Event: the main thread's wait(10) gave " << waited
-              << (waited == 0 ? " (signalled)" : " (not signalled)") << ", and join\n"
+    std::cout << "   Main thread " << mainThread << " opened run.log for appending and wrote a line.\n"
+              << "   Worker thread " << worker.getThreadId()
+              << " wrote one under a FileLock (the file's Mutex) and\n"
+              << "   signalled an Event; the main thread's wait(10) gave " << waited
+              << (waited == 0 ? " (signalled)" : " (not signalled)") << " and join\n"
               << "   gave back " << (result == &token ? "run's argument" : "something else")
-              << ". Closed, opened again with\n"
-              << "   read and write bits, one more line.\n";
+              << ". Then the log was closed, opened again with the\n"
+              << "   read and write bits, and given one more line.\n";
   }
   showText("run.log", logName);
 
