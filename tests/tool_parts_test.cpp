@@ -142,6 +142,7 @@ TEST(ArgumentsTest, FileArgumentsBecomeLibraryNamesFromTheWorkingDirectory) {
   EXPECT_EQ(libraryFileName("/", "x"), "Z:\\x");
   EXPECT_THROW(libraryFileName("/home/u", ""), UsageError);
   EXPECT_THROW(libraryFileName("/home/u", "a\\b"), UsageError);
+  EXPECT_THROW(libraryFileName("/home/back\\slash", "a"), UsageError);
 }
 
 }  // namespace

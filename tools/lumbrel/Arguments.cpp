@@ -273,15 +273,15 @@ std::string libraryFileName(const std::string& workingDirectory, const std::stri
   const std::string usage = "usage: FILE, INPUT, DUMP and DIR are native paths, relative to the "
                             "working directory\n";
   if (native.empty()) throw UsageError("empty file name", usage);
-  if (native.find('\\') != std::string::npos) {
-    throw UsageError("a file name with a backslash cannot be named through the library: " + native,
-                     usage);
-  }
   std::string absolute = native;
   if (native[0] != '/') {
     absolute = workingDirectory;
     if (absolute.empty() || absolute.back() != '/') absolute += '/';
     absolute += native;
+  }
+  if (absolute.find('\\') != std::string::npos) {
+    throw UsageError("a path with a backslash cannot be named through the library: " + absolute,
+                     usage);
   }
   std::string name = "Z:";
   for (const char c : absolute) name += c == '/' ? '\\' : c;

@@ -49,8 +49,9 @@ std::string helpText(const std::string& command);
 // The library's name for a native path given on the command line: relative
 // paths are taken from `workingDirectory` (the library itself would anchor
 // them at the executable), and the absolute path is written as `Z:` and the
-// path with backslashes. Raises UsageError for an empty path and for one
-// holding a backslash, which the library would read as a separator.
+// path with backslashes. Raises UsageError for an empty path and for a path
+// (working directory included) holding a backslash, which the library would
+// read as a separator.
 std::string libraryFileName(const std::string& workingDirectory, const std::string& native);
 
 }  // namespace lumbrel_tool
