@@ -61,7 +61,6 @@ int notFound(const std::string& what) {
 
 void loadDump(const Invocation& invocation, const std::string& name) {
   const std::string source = invocation.operands.size() > 1 ? invocation.operands[1] : "-";
-  if (source != "-") fileNameOf(source);  // refuses what the library could not name
   if (File::exists(make_wstring(name))) {
     throw ToolError(invocation.operands[0] + " exists; load makes a new file");
   }
@@ -204,9 +203,6 @@ int runData(const Invocation& invocation) {
   const wstring key = dataKey(invocation);
   const std::string shownKey = invocation.operands[1];
   if (verb == "put") {
-    if (invocation.operands.size() > 2 && invocation.operands[2] != "-") {
-      fileNameOf(invocation.operands[2]);
-    }
     const Bytes data = readInput(invocation.operands.size() > 2 ? invocation.operands[2] : "-");
     Lumbrel::DataFile file(path);
     file.open(File::MODE_READ | File::MODE_WRITE);
