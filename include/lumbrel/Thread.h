@@ -26,9 +26,8 @@
 // (void*)-1, all bits set. abort() does not kill the thread where it stands:
 // it cancels it, and the thread ends at its next cancellation point (sleep(),
 // Event::wait(), Mutex::lock(), join(), a blocking read or wait of the C
-// library), unwinding
-// its stack so that destructors run and scope guards let go. A thread that
-// computes without reaching such a point runs on.
+// library), unwinding its stack so that destructors run and scope guards let
+// go. A thread that computes without reaching such a point runs on.
 //
 // A copy is a second record of the same thread, not a second thread: it has
 // the same id and argument and its own flags. Only one record may join,
