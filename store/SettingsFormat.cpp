@@ -9,7 +9,10 @@ namespace {
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 wstring decode(const char* begin, const char* end) {
-  return make_wstring(string(begin, end));
+  // make_wstring wants a string; reusing one spares an allocation per field.
+  thread_local string scratch;
+  scratch.assign(begin, end);
+  return make_wstring(scratch);
 }
 
 }  // namespace
@@ -74,13 +77,16 @@ bool SettingsReader::next() {
 SettingsWriter::SettingsWriter(SettingsLayout layout) : layout_(layout), first_(true) {}
 
 void SettingsWriter::add(const wstring& section, const wstring& key, const wstring& value) {
-  if (layout_ == SettingsLayout::Sectioned && (first_ || compare(section, section_) != 0)) {
+  if (layout_ == SettingsLayout::Sectioned) {
     // Case-folded equality is an equivalence, so testing against the run's
     // first spelling is the same as testing against the previous entry.
-    section_ = section;
-    bytes_ += '[';
-    bytes_ += make_string(section);
-    bytes_ += "]\n";
+    const bool sameSection = !first_ && (section == section_ || compare(section, section_) == 0);
+    if (!sameSection) {
+      section_ = section;
+      bytes_ += '[';
+      bytes_ += make_string(section);
+      bytes_ += "]\n";
+    }
   }
   first_ = false;
   bytes_ += make_string(key);
