@@ -1,16 +1,26 @@
-// A file system for store tests that can be made to fail the opening of
-// streams, or to open something else in their place: a directory (reading
-// fails) or /dev/full (writing fails).
-#ifndef LUMBREL_TESTS_STORE_FAULTS_H
-#define LUMBREL_TESTS_STORE_FAULTS_H
+// Helpers for the tests of the settings stores.
+#ifndef LUMBREL_TESTS_STORE_TEST_SUPPORT_H
+#define LUMBREL_TESTS_STORE_TEST_SUPPORT_H
 
 #include <fstream>
+#include <initializer_list>
 #include <string>
+#include <vector>
 
+#include "TestSupport.h"
 #include "platform/Platform.h"
 
 namespace lumbrel_test {
 
+inline std::vector<Lumbrel::wstring> Ws(std::initializer_list<const char*> texts) {
+  std::vector<Lumbrel::wstring> result;
+  for (const char* text : texts) result.push_back(W(text));
+  return result;
+}
+
+// A file system whose stream openings can be made to fail, or to open
+// something else instead: a directory (reading fails) or /dev/full (writing
+// fails).
 class StreamFaults : public Lumbrel::platform::PlatformWrapper {
  public:
   // Every stream opening fails from now on.
@@ -45,4 +55,4 @@ class StreamFaults : public Lumbrel::platform::PlatformWrapper {
 
 }  // namespace lumbrel_test
 
-#endif  // LUMBREL_TESTS_STORE_FAULTS_H
+#endif  // LUMBREL_TESTS_STORE_TEST_SUPPORT_H
