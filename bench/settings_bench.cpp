@@ -34,7 +34,8 @@ std::string sectionedContent() {
 std::string flatContent() {
   std::string text;
   for (int i = 0; i < kLines; ++i) {
-    text += "program.setting." + std::to_string(i) + "=value number " + std::to_string(i * 7) + "\n";
+    text +=
+        "program.setting." + std::to_string(i) + "=value number " + std::to_string(i * 7) + "\n";
   }
   return text;
 }
@@ -119,6 +120,7 @@ BENCHMARK(initializationFileOpenCloseUnsorted)->Unit(benchmark::kMillisecond);
 BENCHMARK(propertyFileOpenClose)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(parseOnly, sectioned, Lumbrel::store::SettingsLayout::Sectioned)
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(parseOnly, flat, Lumbrel::store::SettingsLayout::Flat)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(parseOnly, flat, Lumbrel::store::SettingsLayout::Flat)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

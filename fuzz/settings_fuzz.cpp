@@ -78,7 +78,8 @@ void roundTrip(const char* data, std::size_t size, SettingsLayout layout) {
     check(second[i].key == first[i].key);
     check(second[i].value == first[i].value);
     // Sections equal but for case share the header of the first of them.
-    if (i == 0 || compare(first[i].section, first[i - 1].section) != 0) spelling = &first[i].section;
+    if (i == 0 || compare(first[i].section, first[i - 1].section) != 0)
+      spelling = &first[i].section;
     check(second[i].section == (layout == SettingsLayout::Flat ? wstring() : *spelling));
   }
   check(write(second, layout) == written);

@@ -61,7 +61,8 @@ void InitializationFile::readEntries() {
   const bool complete = store::readWholeFile(*this, bytes);
   // A line cut off by the failure is not taken.
   if (!complete) bytes.resize(store::completeLines(bytes));
-  entries.reserve(entries.size() + static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n')));
+  entries.reserve(entries.size() +
+                  static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n')));
   store::SettingsReader reader(bytes.data(), bytes.size(), store::SettingsLayout::Sectioned);
   while (reader.next()) {
     entries.push_back(Entry{reader.section(), std::move(reader.key()), std::move(reader.value())});
@@ -121,9 +122,10 @@ void InitializationFile::createSection(const wstring& section) {
 
 void InitializationFile::removeSection(const wstring& section) {
   FileLock guard(*this);
-  entries.erase(std::remove_if(entries.begin(), entries.end(),
-                               [&](const Entry& entry) { return compare(entry.section, section) == 0; }),
-                entries.end());
+  entries.erase(
+      std::remove_if(entries.begin(), entries.end(),
+                     [&](const Entry& entry) { return compare(entry.section, section) == 0; }),
+      entries.end());
 }
 
 std::vector<wstring> InitializationFile::enumerateKeys(const wstring& section) {
@@ -164,7 +166,8 @@ wstring InitializationFile::getValue(const wstring& section, const wstring& key)
   return found != entries.end() ? found->value : wstring();
 }
 
-void InitializationFile::setValue(const wstring& section, const wstring& key, const wstring& value) {
+void InitializationFile::setValue(const wstring& section, const wstring& key,
+                                  const wstring& value) {
   FileLock guard(*this);
   const auto found = findEntry(entries, section, key);
   if (found != entries.end()) {

@@ -73,8 +73,6 @@ class SettingsWriter {
   // comes first when this is the first entry or `section` differs, case
   // ignored, from the previous entry's; the flat layout ignores `section`.
   void add(const wstring& section, const wstring& key, const wstring& value);
-  // Reserves room for about `bytes` bytes of output.
-  void reserve(std::size_t bytes) { bytes_.reserve(bytes); }
   const string& bytes() const { return bytes_; }
 
  private:

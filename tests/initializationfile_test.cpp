@@ -238,7 +238,8 @@ TEST_F(InitializationFileTest, SharedByThreadsWithoutLosingASetting) {
   EXPECT_EQ(file.enumerateSections(), Ws({"T0", "T1", "T2", "T3"}));
   for (int t = 0; t < kWriters; ++t) {
     EXPECT_EQ(file.enumerateKeys(name("T", t)).size(), static_cast<std::size_t>(kKeys));
-    for (int k = 0; k < kKeys; ++k) EXPECT_EQ(file.getValue(name("T", t), name("k", k)), name("", k + t));
+    for (int k = 0; k < kKeys; ++k)
+      EXPECT_EQ(file.getValue(name("T", t), name("k", k)), name("", k + t));
   }
 }
 

@@ -35,10 +35,14 @@ class PropertyFileTest : public ::testing::Test {
 
 TEST_F(PropertyFileTest, WhatSurvivesAReadAndWrite) {
   // Key lines keep the order of the file; `[` has no meaning of its own.
-  EXPECT_EQ(roundTrip("; a note\nzebra=1\n\n  apple = 2 \t\n[Net]\na=1\nstray\n=no key\n[a=b]\nzebra=dup"),
-            "zebra=1\napple = 2\na=1\n[a=b]\nzebra=dup\n");
+  EXPECT_EQ(
+      roundTrip(
+          "; a note\nzebra=1\n\n  apple = 2 \t\n[Net]\na=1\nstray\n=no key\n[a=b]\nzebra=dup"),
+      "zebra=1\napple = 2\na=1\n[a=b]\nzebra=dup\n");
   // Plain key lines come back byte for byte, UTF-8, CR and BOM included.
-  const std::string plain = "\xEF\xBB\xBFk=v\r\ngr\xC3\xBC\xC3\x9F" "e=\xE2\x82\xAC\nk=v\nx=\n";
+  const std::string plain =
+      "\xEF\xBB\xBFk=v\r\ngr\xC3\xBC\xC3\x9F"
+      "e=\xE2\x82\xAC\nk=v\nx=\n";
   EXPECT_EQ(roundTrip(plain), plain);
   EXPECT_EQ(PropertyFile::MAX_LINE_LENGTH, 4294967295UL);
 }
@@ -104,7 +108,9 @@ TEST_F(PropertyFileTest, FailuresKeepTheModelOrTheDamagedFile) {
 TEST_F(PropertyFileTest, SharedByThreadsWithoutLosingASetting) {
   constexpr int kWriters = 4;
   constexpr int kKeys = 150;
-  auto key = [](int t, int k) { return W(("t" + std::to_string(t) + "k" + std::to_string(k)).c_str()); };
+  auto key = [](int t, int k) {
+    return W(("t" + std::to_string(t) + "k" + std::to_string(k)).c_str());
+  };
   PropertyFile file(dir.name("f"));
   file.open(kReadWrite);
   std::vector<std::thread> threads;
@@ -118,7 +124,8 @@ TEST_F(PropertyFileTest, SharedByThreadsWithoutLosingASetting) {
     });
   }
   threads.emplace_back([&] {
-    for (int i = 0; i < 300; ++i) file.getValue(W(std::to_string(file.enumerateKeys().size()).c_str()));
+    for (int i = 0; i < 300; ++i)
+      file.getValue(W(std::to_string(file.enumerateKeys().size()).c_str()));
   });
   for (std::thread& thread : threads) thread.join();
   file.close();
@@ -126,7 +133,8 @@ TEST_F(PropertyFileTest, SharedByThreadsWithoutLosingASetting) {
   file.open(File::MODE_READ);
   EXPECT_EQ(file.enumerateKeys().size(), static_cast<std::size_t>(kWriters * kKeys));
   for (int t = 0; t < kWriters; ++t) {
-    for (int k = 0; k < kKeys; ++k) EXPECT_EQ(file.getValue(key(t, k)), W(std::to_string(k).c_str()));
+    for (int k = 0; k < kKeys; ++k)
+      EXPECT_EQ(file.getValue(key(t, k)), W(std::to_string(k).c_str()));
   }
 }
 

@@ -26,11 +26,12 @@ struct Entry {
 };
 
 std::ostream& operator<<(std::ostream& out, const Entry& entry) {
-  return out << '(' << Lumbrel::make_string(entry.section) << ", " << Lumbrel::make_string(entry.key)
-             << ", " << Lumbrel::make_string(entry.value) << ')';
+  return out << '(' << Lumbrel::make_string(entry.section) << ", "
+             << Lumbrel::make_string(entry.key) << ", " << Lumbrel::make_string(entry.value) << ')';
 }
 
-std::vector<Entry> parse(const std::string& bytes, SettingsLayout layout = SettingsLayout::Sectioned) {
+std::vector<Entry> parse(const std::string& bytes,
+                         SettingsLayout layout = SettingsLayout::Sectioned) {
   std::vector<Entry> entries;
   SettingsReader reader(bytes.data(), bytes.size(), layout);
   while (reader.next()) entries.push_back({reader.section(), reader.key(), reader.value()});
