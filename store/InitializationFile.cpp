@@ -61,8 +61,6 @@ void InitializationFile::readEntries() {
   const bool complete = store::readWholeFile(*this, bytes);
   // A line cut off by the failure is not taken.
   if (!complete) bytes.resize(store::completeLines(bytes));
-  entries.reserve(entries.size() +
-                  static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n')));
   store::SettingsReader reader(bytes.data(), bytes.size(), store::SettingsLayout::Sectioned);
   while (reader.next()) {
     entries.push_back(Entry{reader.section(), std::move(reader.key()), std::move(reader.value())});
