@@ -2,7 +2,6 @@
 
 #include <stdexcept>
 
-#include "store/DataFileFormat.h"
 #include "store/FileReplacement.h"
 #include "store/RecordSet.h"
 
@@ -158,24 +157,21 @@ void DataFile::loadRecords() {
   for (std::streamsize got; (got = buffer.sgetn(more, sizeof more)) > 0;) {
     bytes.insert(bytes.end(), more, more + got);
   }
-  store::RecordSet& set = *records;
-  store::decodeRecords(bytes.data(), bytes.size(),
-                       [&set](std::unique_ptr<Record> record) { set.append(std::move(record)); });
+  records->load(std::move(bytes));
 }
 
 void DataFile::storeRecords() {
-  std::size_t total = 0;
-  records->forEach([&total](const Record& record) { total += store::encodedSize(record); });
-  if (total == 0) return;
-  std::vector<unsigned char> bytes(total);
-  unsigned char* cursor = bytes.data();
-  records->forEach([&cursor](const Record& record) { cursor = store::encodeRecord(record, cursor); });
   std::streambuf& buffer = *rdbuf();
+  records->encode([this, &buffer](const unsigned char* bytes, std::size_t count) {
+    if (buffer.sputn(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(count)) !=
+        static_cast<std::streamsize>(count)) {
+      setstate(std::ios_base::failbit);
+      throw std::runtime_error("failed to write to file");
+    }
+  });
   // Flushed here, so that a full disk is reported while the records are still
   // there to be written again.
-  if (buffer.sputn(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(total)) !=
-          static_cast<std::streamsize>(total) ||
-      buffer.pubsync() != 0) {
+  if (buffer.pubsync() != 0) {
     setstate(std::ios_base::failbit);
     throw std::runtime_error("failed to write to file");
   }

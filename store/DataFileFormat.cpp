@@ -56,27 +56,58 @@ unsigned char* encodeRecord(const DataFile::Record& record, unsigned char* out) 
 RecordDecoder::RecordDecoder(const unsigned char* input, std::size_t inputSize)
     : bytes(input), size(inputSize), position(0) {}
 
-void RecordDecoder::next(wstring& key, std::vector<unsigned char>& data) {
+RecordView RecordDecoder::next() {
   // Every length is checked against what is left before anything is
   // allocated, so a damaged length field costs nothing.
+  RecordView view{};
   std::size_t at = position;
   if (size - at < kLengthField) readFailed();
-  const std::size_t keyBytes = readLength(bytes + at);
+  view.keyBytes = readLength(bytes + at);
   at += kLengthField;
-  if (keyBytes % 2 != 0 || size - at < keyBytes) readFailed();
-  const unsigned char* keyStart = bytes + at;
-  at += keyBytes;
+  if (view.keyBytes % 2 != 0 || size - at < view.keyBytes) readFailed();
+  view.key = bytes + at;
+  at += view.keyBytes;
   if (size - at < kLengthField) readFailed();
-  const std::size_t dataBytes = readLength(bytes + at);
+  view.dataBytes = readLength(bytes + at);
   at += kLengthField;
-  if (size - at < dataBytes) readFailed();
+  if (size - at < view.dataBytes) readFailed();
+  view.data = bytes + at;
+  view.offset = position;
+  view.size = at + view.dataBytes - position;
+  position = at + view.dataBytes;
+  return view;
+}
 
-  key.resize(keyBytes / 2);
+void RecordDecoder::next(wstring& key, std::vector<unsigned char>& data) {
+  const RecordView view = next();
+  key.resize(view.keyBytes / 2);
   for (std::size_t i = 0; i < key.size(); ++i) {
-    key[i] = static_cast<unsigned short>(keyStart[2 * i] << 8 | keyStart[2 * i + 1]);
+    key[i] = static_cast<unsigned short>(view.key[2 * i] << 8 | view.key[2 * i + 1]);
   }
-  data.assign(bytes + at, bytes + at + dataBytes);
-  position = at + dataBytes;
+  data.assign(view.data, view.data + view.dataBytes);
+}
+
+wstring decodeKey(const unsigned char* key, std::size_t keyBytes) {
+  wstring units(keyBytes / 2, 0);
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    units[i] = static_cast<unsigned short>(key[2 * i] << 8 | key[2 * i + 1]);
+  }
+  return units;
+}
+
+bool isPlainKey(const unsigned char* key, std::size_t keyBytes) {
+  if (keyBytes == 0) return false;
+  auto unit = [key](std::size_t i) { return static_cast<unsigned>(key[2 * i] << 8 | key[2 * i + 1]); };
+  auto blank = [](unsigned u) { return u == 0x20 || u == 0x09 || u == 0x0A; };
+  const std::size_t units = keyBytes / 2;
+  bool allBlank = true;
+  for (std::size_t i = 0; i < units; ++i) {
+    const unsigned u = unit(i);
+    if (u == 0) return false;
+    allBlank = allBlank && blank(u);
+  }
+  // Blanks alone are kept as they are; otherwise no blank may stand at an end.
+  return allBlank || (!blank(unit(0)) && !blank(unit(units - 1)));
 }
 
 void decodeRecords(const unsigned char* bytes, std::size_t size,

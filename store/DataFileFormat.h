@@ -28,6 +28,24 @@ std::size_t encodedSize(const DataFile::Record& record);
 // returns the end of what was written.
 unsigned char* encodeRecord(const DataFile::Record& record, unsigned char* out);
 
+// Where one record's fields stand in a buffer.
+struct RecordView {
+  std::size_t offset;  // of the key length field
+  std::size_t size;    // of the whole record
+  const unsigned char* key;
+  std::size_t keyBytes;
+  const unsigned char* data;
+  std::size_t dataBytes;
+};
+
+// The key units of an encoded key.
+wstring decodeKey(const unsigned char* key, std::size_t keyBytes);
+
+// True when Record's key rule would store these encoded units unchanged (no
+// blank to trim, no null unit, not empty), so that the record's encoded form
+// is exactly these bytes.
+bool isPlainKey(const unsigned char* key, std::size_t keyBytes);
+
 // Walks a buffer record by record. Never reads outside [bytes, bytes + size)
 // and never allocates more than the input can hold.
 class RecordDecoder {
@@ -42,6 +60,8 @@ class RecordDecoder {
   // the input ends inside the record or the key length is odd; nothing is
   // consumed then.
   void next(wstring& key, std::vector<unsigned char>& data);
+  // The same, giving where the fields stand instead of copies.
+  RecordView next();
 
   // Bytes consumed so far.
   std::size_t offset() const { return position; }

@@ -9,6 +9,7 @@
 
 #include "TestSupport.h"
 #include "platform/Platform.h"
+#include "store/DataFileFormat.h"
 
 using Lumbrel::DataFile;
 using Lumbrel::File;
@@ -39,6 +40,12 @@ std::string encoded(const std::string& key, const std::string& data) {
   }
   length(data.size());
   out += data;
+  return out;
+}
+
+std::string encodedRecord(const Record& record) {
+  std::string out(Lumbrel::store::encodedSize(record), '\0');
+  Lumbrel::store::encodeRecord(record, reinterpret_cast<unsigned char*>(out.data()));
   return out;
 }
 
@@ -172,12 +179,17 @@ TEST_F(DataFileTest, KeysChangedThroughReferencesStillMatch) {
 }
 
 // Random operations against a plain vector walked with compare: the index,
-// the holes left by removal and the references handed out must never change
-// what a linear walk would do.
+// the holes left by removal, the records kept as file bytes until needed and
+// the references handed out must never change what a linear walk would do.
 TEST_F(DataFileTest, BehavesLikeALinearWalk) {
   std::mt19937 random(12345);
-  DataFile file;
-  std::vector<Record> model;
+  std::vector<Record> model = {Record(W("a"), {1}), Record(W("A"), {2}), Record(W("bC"), {}),
+                               Record(W("\tD "), {3})};
+  std::string bytes;
+  for (const Record& r : model) bytes += encodedRecord(r);
+  writeFile(dir.native("walk"), bytes);
+  DataFile file(path("walk"));
+  file.open(RW);
   auto randomKey = [&random] {
     const char* letters = "aAbBcCdD";
     std::string key;
@@ -206,13 +218,19 @@ TEST_F(DataFileTest, BehavesLikeALinearWalk) {
       file[index].setKey(key);
       model[index].setKey(key);
     } else if (!model.empty()) {
-      // A file may hold equal keys: add one behind the store's back.
+      // A file may hold equal keys: make one behind the store's back.
       const unsigned long index = random() % model.size();
       file[index] = Record(key, {});
       model[index] = Record(key, {});
     }
     ASSERT_EQ(file.size(), model.size()) << step;
-    if (step % 50 == 0) {
+    if (step % 250 == 0) {
+      // Written and read back: every record is file bytes again.
+      file.synchronize();
+      std::string expected;
+      for (const Record& r : model) expected += encodedRecord(r);
+      ASSERT_EQ(readFile(dir.native("walk")), expected) << step;
+    } else if (step % 50 == 0) {
       for (unsigned long i = 0; i < model.size(); ++i) {
         ASSERT_EQ(file[i].getKey(), model[i].getKey()) << step;
         ASSERT_EQ(file[i].getData(), model[i].getData()) << step;
