@@ -5,6 +5,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "TestSupport.h"
@@ -86,7 +87,8 @@ TEST(DataFileRecordTest, CopiesAreUntested) {
   Record copy(empty);
   EXPECT_TRUE(copy.getKey().empty());
   Record assigned(W("k"), {1, 2});
-  assigned = assigned;
+  Record& same = assigned;
+  assigned = same;
   EXPECT_EQ(assigned.getKey(), W("k"));
   assigned.setData(assigned.getData());
   EXPECT_EQ(assigned.getData(), (Bytes{1, 2}));
@@ -139,6 +141,7 @@ TEST_F(DataFileTest, KeysUnitsAndEmptyDataSurviveARoundTrip) {
 
 TEST_F(DataFileTest, KeysMatchWithoutRegardToCase) {
   DataFile file;  // in memory only
+  EXPECT_THROW_MSG(file.open(RW), std::runtime_error, "failed to open file.");
   file.insert(Record(W("Alpha"), {1}));
   file.insert(Record(W("ALPHA"), {2}));
   file.insert(Record(W("beta"), {3}));
@@ -385,6 +388,23 @@ TEST_F(DataFileTest, SynchronizeWritesTheRecords) {
   alone.insert(Record(W("z"), {}));
   alone.synchronize();
   EXPECT_EQ(alone.size(), 1UL);
+}
+
+TEST_F(DataFileTest, OperationsFromSeveralThreadsExcludeEachOther) {
+  DataFile file;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&file, t] {
+      for (int i = 0; i < 500; ++i) {
+        const std::string key = std::to_string(t) + "-" + std::to_string(i);
+        file.insert(Record(W(key.c_str()), {}));
+        if (i % 2 == 0) file.remove(Record(W(key.c_str()), {}));
+        if (file.size() > 0) (void)file.size();
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(file.size(), 1000UL);
 }
 
 // Opens writes on the full device while `full` is set.
