@@ -1,7 +1,9 @@
 #include "lumbrel/DataFile.h"
 
+#include <cstring>
 #include <stdexcept>
 
+#include "store/ByteBuffer.h"
 #include "store/FileReplacement.h"
 #include "store/RecordSet.h"
 
@@ -143,7 +145,7 @@ void DataFile::loadRecords() {
   const std::streamoff fileSize = buffer.pubseekoff(0, std::ios_base::end, std::ios_base::in);
   if (buffer.pubseekpos(0, std::ios_base::in) != std::streampos(0))
     throw std::runtime_error("failed to read from file");
-  std::vector<unsigned char> bytes(fileSize > 0 ? static_cast<std::size_t>(fileSize) : 0);
+  store::ByteBuffer bytes(fileSize > 0 ? static_cast<std::size_t>(fileSize) : 0);
   std::size_t used = 0;
   while (used < bytes.size()) {
     const std::streamsize got = buffer.sgetn(reinterpret_cast<char*>(bytes.data() + used),
@@ -155,7 +157,9 @@ void DataFile::loadRecords() {
   // A file that grew since its size was taken is read on to its end.
   char more[4096];
   for (std::streamsize got; (got = buffer.sgetn(more, sizeof more)) > 0;) {
-    bytes.insert(bytes.end(), more, more + got);
+    bytes.resize(used + static_cast<std::size_t>(got));
+    std::memcpy(bytes.data() + used, more, static_cast<std::size_t>(got));
+    used += static_cast<std::size_t>(got);
   }
   records->load(std::move(bytes));
 }

@@ -96,18 +96,23 @@ wstring decodeKey(const unsigned char* key, std::size_t keyBytes) {
 }
 
 bool isPlainKey(const unsigned char* key, std::size_t keyBytes) {
-  if (keyBytes == 0) return false;
-  auto unit = [key](std::size_t i) { return static_cast<unsigned>(key[2 * i] << 8 | key[2 * i + 1]); };
-  auto blank = [](unsigned u) { return u == 0x20 || u == 0x09 || u == 0x0A; };
   const std::size_t units = keyBytes / 2;
-  bool allBlank = true;
-  for (std::size_t i = 0; i < units; ++i) {
-    const unsigned u = unit(i);
-    if (u == 0) return false;
-    allBlank = allBlank && blank(u);
-  }
-  // Blanks alone are kept as they are; otherwise no blank may stand at an end.
-  return allBlank || (!blank(unit(0)) && !blank(unit(units - 1)));
+  if (units == 0) return false;
+  // No early exit, so that the loop runs over whole vectors.
+  bool hasNull = false;
+  for (std::size_t i = 0; i < units; ++i) hasNull |= (key[2 * i] | key[2 * i + 1]) == 0;
+  if (hasNull) return false;
+  auto blank = [key](std::size_t i) {
+    if (key[2 * i] != 0) return false;
+    const unsigned char low = key[2 * i + 1];
+    return low == 0x20 || low == 0x09 || low == 0x0A;
+  };
+  if (!blank(0) && !blank(units - 1)) return true;
+  // Blanks alone are kept as they are; a blank at an end of anything else is
+  // trimmed.
+  for (std::size_t i = 0; i < units; ++i)
+    if (!blank(i)) return false;
+  return true;
 }
 
 void decodeRecords(const unsigned char* bytes, std::size_t size,

@@ -29,7 +29,7 @@ unsigned short encodedUnit(const unsigned char* key, std::size_t i) {
 }
 
 // The fields of an Encoded record that starts at `at`.
-RecordView viewAt(const std::vector<unsigned char>& bytes, std::size_t at) {
+RecordView viewAt(const ByteBuffer& bytes, std::size_t at) {
   RecordDecoder decoder(bytes.data() + at, bytes.size() - at);
   RecordView view = decoder.next();
   view.offset = at;
@@ -48,7 +48,7 @@ void RecordSet::clear() {
   for (Slot& slot : slots)
     if (slot.state == State::Built) delete slot.record;
   slots.clear();
-  std::vector<unsigned char>().swap(loaded);
+  loaded = ByteBuffer();
   live = 0;
   holes = 0;
   indexed = false;
@@ -56,14 +56,14 @@ void RecordSet::clear() {
   exposed.clear();
 }
 
-void RecordSet::load(std::vector<unsigned char> bytes) {
+void RecordSet::load(ByteBuffer bytes) {
   clear();
   loaded = std::move(bytes);
   RecordDecoder decoder(loaded.data(), loaded.size());
   while (!decoder.atEnd()) {
     const RecordView view = decoder.next();
     if (isPlainKey(view.key, view.keyBytes)) {
-      slots.push_back(Slot{nextSequence++, nullptr, view.offset, State::Encoded, false});
+      slots.emplace_back(nextSequence++, view.offset);
       ++live;
     } else {
       // Trimmed, or refused with "zero length key", by the record itself.
@@ -77,7 +77,7 @@ void RecordSet::load(std::vector<unsigned char> bytes) {
 void RecordSet::append(std::unique_ptr<DataFile::Record> record) {
   const std::uint64_t sequence = nextSequence++;
   if (indexed) index.add(foldedKeyHash(record->getKey()), sequence);
-  slots.push_back(Slot{sequence, record.release(), 0, State::Built, false});
+  slots.emplace_back(sequence, record.release());
   ++live;
 }
 

@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "lumbrel/DataFile.h"
+#include "store/ByteBuffer.h"
 #include "store/KeyIndex.h"
 
 namespace Lumbrel {
@@ -49,7 +50,7 @@ class RecordSet {
   // Replaces the records by those encoded in `bytes`, in order, without any
   // search for equal keys. Raises what the decoder raises; the records in
   // front of the damage are kept then.
-  void load(std::vector<unsigned char> bytes);
+  void load(ByteBuffer bytes);
   // Takes ownership and appends, without any search.
   void append(std::unique_ptr<DataFile::Record> record);
   // Appends a copy unless a record with an equal key is stored; false then.
@@ -69,9 +70,16 @@ class RecordSet {
  private:
   enum class State : unsigned char { Encoded, Built, Removed };
   struct Slot {
-    std::uint64_t sequence;    // ascending along `slots`, never reused
-    DataFile::Record* record;  // owned, when Built
-    std::size_t offset;        // of its bytes in `loaded`, when Encoded
+    Slot(std::uint64_t number, DataFile::Record* built)
+        : sequence(number), record(built), state(State::Built), exposed(false) {}
+    Slot(std::uint64_t number, std::size_t at)
+        : sequence(number), offset(at), state(State::Encoded), exposed(false) {}
+
+    std::uint64_t sequence;  // ascending along `slots`, never reused
+    union {
+      DataFile::Record* record;  // owned, when Built
+      std::size_t offset;        // of its bytes in `loaded`, when Encoded
+    };
     State state;
     bool exposed;
   };
@@ -86,7 +94,7 @@ class RecordSet {
   // was found in the index (not among the exposed records).
   bool search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence, bool& inIndex);
 
-  std::vector<unsigned char> loaded;  // the file's bytes, for Encoded records
+  ByteBuffer loaded;  // the file's bytes, for Encoded records
   std::vector<Slot> slots;
   std::size_t live = 0;
   std::size_t holes = 0;
