@@ -1,14 +1,18 @@
 // Feeds arbitrary bytes to the data file decoder. Whatever it accepts must
 // encode back into bytes that decode to the same records, and the encoding of
-// those must not change again.
+// those must not change again. The store's own load, which keeps records as
+// file bytes until they are needed, must fail where the decoder fails, keep
+// the same records and write the same bytes.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <vector>
 
 #include "store/DataFileFormat.h"
+#include "store/RecordSet.h"
 
 namespace {
 
@@ -42,6 +46,7 @@ Records decode(const unsigned char* data, std::size_t size, bool& failed) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   bool failed = false;
   const Records first = decode(data, size, failed);
+  const bool firstFailed = failed;
   const std::vector<unsigned char> once = encode(first);
   // Keys are cut at a null unit when written, so compare after one more pass.
   const Records second = decode(once.data(), once.size(), failed);
@@ -52,5 +57,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (std::size_t i = 0; i < first.size(); ++i) {
     if (second[i]->getData() != first[i]->getData()) std::abort();
   }
+
+  Lumbrel::store::RecordSet set;
+  Lumbrel::store::ByteBuffer input(size);
+  if (size != 0) std::memcpy(input.data(), data, size);
+  bool setFailed = false;
+  try {
+    set.load(std::move(input));
+  } catch (const std::exception&) {
+    setFailed = true;
+  }
+  if (setFailed != firstFailed || set.size() != first.size()) std::abort();
+  std::vector<unsigned char> written;
+  set.encode([&written](const unsigned char* bytes, std::size_t count) {
+    written.insert(written.end(), bytes, bytes + count);
+  });
+  if (written != once) std::abort();
   return 0;
 }

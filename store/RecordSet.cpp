@@ -76,9 +76,17 @@ void RecordSet::load(ByteBuffer bytes) {
 
 void RecordSet::append(std::unique_ptr<DataFile::Record> record) {
   const std::uint64_t sequence = nextSequence++;
-  if (indexed) index.add(foldedKeyHash(record->getKey()), sequence);
-  slots.emplace_back(sequence, record.release());
+  slots.emplace_back(sequence, record.get());
+  DataFile::Record* owned = record.release();
   ++live;
+  if (!indexed) return;
+  try {
+    index.add(foldedKeyHash(owned->getKey()), sequence);
+  } catch (...) {
+    // Out of memory: the index is rebuilt by the next search.
+    indexed = false;
+    index.clear();
+  }
 }
 
 bool RecordSet::insert(const DataFile::Record& record) {
