@@ -261,6 +261,8 @@ TEST_F(DataFileTest, FileOrderThenInsertionOrderAndUnchangedCloseKeepsBytes) {
   // Equal keys from the file are two records; remove takes one per call.
   file.remove(Record(W("key"), {}));
   EXPECT_EQ(keys(file), (std::vector<wstring>{W("zeta"), W("KEY"), W("alpha"), W("new")}));
+  file.insert(Record(W("kEy"), {9}));
+  EXPECT_EQ(file.size(), 4UL);
   file.close();
   EXPECT_EQ(readFile(dir.native("order")),
             encoded("zeta", "1") + encoded("KEY", "3") + encoded("alpha", "") + encoded("new", "\7"));
