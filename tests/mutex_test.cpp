@@ -95,9 +95,10 @@ TEST(MutexTest, CopiesAndAssignmentShareOneLock) {
 
   Mutex a;
   Mutex b;
-  a = a;  // self-assignment changes nothing, also while held
+  Mutex& alias = a;
+  a = alias;  // self-assignment changes nothing, also while held
   a.lock();
-  a = a;
+  a = alias;
   a.unlock();
   Mutex formerA(a);
   a = b;

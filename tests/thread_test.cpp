@@ -10,6 +10,7 @@
 #include <string>
 
 #include "WaitSupport.h"
+#include "lumbrel/Mutex.h"
 #include "lumbrel/Event.h"
 #include "platform/Thread.h"
 
@@ -244,6 +245,44 @@ TEST(ThreadTest, AbortEndsAThreadWaitingInJoin) {
   worker.go.signal();
   EXPECT_EQ(worker.done.wait(30), 0);
   EXPECT_TRUE(ends(worker.getThreadId()));
+}
+
+// Waits for a Mutex that another thread holds.
+class Locker : public Thread {
+ public:
+  explicit Locker(Lumbrel::Mutex& mutex) : mutex_(mutex) {}
+  Event unwound{false};
+  std::atomic<bool> carriedOn{false};
+
+ protected:
+  void* run(void*) override {
+    SignalOnExit guard{unwound};
+    Lumbrel::MutexLock lock(mutex_);
+    carriedOn = true;
+    return nullptr;
+  }
+
+ private:
+  Lumbrel::Mutex& mutex_;
+};
+
+TEST(ThreadTest, AbortEndsAThreadWaitingForAMutex) {
+  Lumbrel::Mutex mutex;
+  mutex.lock();
+  Locker locker(mutex);
+  ASSERT_TRUE(locker.start());
+  ASSERT_TRUE(becomesBlocked(locker.getThreadId()));
+  locker.abort();
+  EXPECT_EQ(locker.unwound.wait(30), 0);
+  EXPECT_TRUE(ends(locker.getThreadId()));
+  EXPECT_FALSE(locker.carriedOn.load());
+  mutex.unlock();
+  // The aborted waiter never held the lock: it is free for others.
+  Locker next(mutex);
+  ASSERT_TRUE(next.start());
+  EXPECT_EQ(next.unwound.wait(30), 0);
+  EXPECT_TRUE(next.carriedOn.load());
+  next.join();
 }
 
 TEST(ThreadTest, AbortOnOwnObjectEndsTheCaller) {

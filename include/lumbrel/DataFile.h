@@ -1,7 +1,115 @@
-// Placeholder: declared by its own change.
+// DataFile: a small persistent store of keyed binary records. open reads the
+// whole file into memory (with MODE_READ), every other operation works on
+// memory, and close replaces the file's content with the records (with
+// MODE_WRITE), whether or not anything changed. There is no temporary file.
+//
+// The file is the records one behind the other, nothing else: a 32-bit
+// little-endian key length in bytes, the key's 16-bit units most significant
+// byte first, a 32-bit little-endian data length, the data.
+//
+// Records keep the order of the file, followed by the order of insertion, so
+// a file opened with MODE_READ | MODE_WRITE and closed unchanged keeps every
+// byte. Keys match without regard to case (compare). A file that fails to load
+// is never rewritten by this object until the next successful open, so the
+// damaged original stays for recovery.
+//
+// Thread safety: open, close, synchronize, size, insert, remove and
+// operator[] hold the object's lock. A reference from operator[] is used
+// outside it: hold a FileLock around such work when the object is shared.
 #ifndef LUMBREL_DATA_FILE_H
 #define LUMBREL_DATA_FILE_H
 
+#include <memory>
+#include <vector>
+
 #include "lumbrel/Export.h"
+#include "lumbrel/File.h"
+#include "lumbrel/Text.h"
+
+namespace Lumbrel {
+
+namespace store {
+class RecordSet;
+}
+
+class LUMBREL_API DataFile : public File {
+ public:
+  // A key and its bytes. A record is a plain value: it belongs to no store and
+  // takes no lock.
+  class LUMBREL_API Record {
+   public:
+    // Empty key, empty data.
+    Record();
+    // setKey(key) then setData(data); raises what setKey raises.
+    Record(const wstring& key, const std::vector<unsigned char>& data);
+    // Plain copies: the key is neither trimmed nor tested.
+    Record(const Record& other);
+    Record& operator=(const Record& other);
+    virtual ~Record();
+
+    virtual const wstring& getKey() const;
+    // Trims space, tab and newline at both ends (a key of blanks alone stays
+    // as it is) and stores the result. Raises invalid_argument "zero length
+    // key" when nothing is left in front of the first null unit; the old key
+    // stays then.
+    virtual void setKey(const wstring& value);
+    virtual const std::vector<unsigned char>& getData() const;
+    virtual void setData(const std::vector<unsigned char>& value);
+
+   private:
+    wstring key;
+    std::vector<unsigned char> data;
+  };
+
+  // No name and no records; usable in memory only: open fails.
+  DataFile();
+  // The path's composed text is the file name; no file is touched.
+  explicit DataFile(const File::Path& path);
+  // Closes the file if it is open (so a writable file is rewritten); a
+  // failure is swallowed. Callers who must know call close() first.
+  ~DataFile() override;
+  DataFile(const DataFile&) = delete;
+  DataFile& operator=(const DataFile&) = delete;
+
+  // Opens the file in binary mode, drops every record and, with MODE_READ,
+  // loads the file. Raises runtime_error "failed to open file." (nothing
+  // changed), "failed to read from file" for a damaged file or
+  // invalid_argument "zero length key"; after a failed load the file stays
+  // open and the records in front of the damage are kept.
+  void open(unsigned long mode) override;
+  // With MODE_WRITE (and a load that did not fail), replaces the file's
+  // content with the records; then drops them and closes. Raises
+  // "failed to close file.", "failed to open file." or "failed to write to
+  // file"; the records are kept then, and a further close tries again.
+  void close() override;
+  // With MODE_WRITE alone, writes the records and keeps them and the file
+  // open; otherwise close() and open() with the same word.
+  void synchronize() override;
+
+  // The number of records.
+  unsigned long size() const;
+  // Stores a copy of `record` unless a record with an equal key is stored
+  // already, in which case nothing changes. The copy's key is not tested.
+  void insert(const Record& record);
+  // Deletes the first record, in record order, whose key equals `record`'s;
+  // nothing happens when there is none.
+  void remove(const Record& record);
+  // The record at `index` in record order; raises out_of_range "object does
+  // not exist" at or past size(). The reference lives until that record is
+  // removed or the next open, close or synchronize; changes through it are
+  // written by the next close.
+  Record& operator[](unsigned long index);
+
+ private:
+  void loadRecords();
+  void storeRecords();
+
+  std::unique_ptr<store::RecordSet> records;
+  // Set by a load that failed, cleared by the next successful open: the file
+  // is not rewritten while it is set.
+  bool loadFailed;
+};
+
+}  // namespace Lumbrel
 
 #endif  // LUMBREL_DATA_FILE_H

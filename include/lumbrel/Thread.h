@@ -25,9 +25,9 @@
 // A run() that lets an exception out ends its thread with the result
 // (void*)-1, all bits set. abort() does not kill the thread where it stands:
 // it cancels it, and the thread ends at its next cancellation point (sleep(),
-// Event::wait(), join(), a blocking read or wait of the C library), unwinding
-// its stack so that destructors run and scope guards let go. A thread that
-// computes without reaching such a point runs on.
+// Event::wait(), Mutex::lock(), join(), a blocking read or wait of the C
+// library), unwinding its stack so that destructors run and scope guards let
+// go. A thread that computes without reaching such a point runs on.
 //
 // A copy is a second record of the same thread, not a second thread: it has
 // the same id and argument and its own flags. Only one record may join,

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "platform/Lock.h"
+#include "platform/posix/Deadline.h"
 
 namespace Lumbrel {
 namespace platform {
@@ -40,6 +41,37 @@ LockWait finish(LockObject* lock, int result) {
   }
   if (result == ETIMEDOUT || result == EBUSY) return LockWait::timedOut;
   return LockWait::failed;
+}
+
+#if defined(__SANITIZE_THREAD__)
+#define LUMBREL_TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define LUMBREL_TSAN 1
+#endif
+#endif
+
+// Waits for the mutex until `deadline` on the monotonic clock.
+int lockUntil(pthread_mutex_t* mutex, const timespec& deadline) {
+#if defined(LUMBREL_TSAN)
+  // ThreadSanitizer does not intercept pthread_mutex_clocklock and would not
+  // see the lock taken; under it, wait on the same span of the wall clock.
+  timespec now;
+  timespec wall;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  clock_gettime(CLOCK_REALTIME, &wall);
+  long nanoseconds = (deadline.tv_sec - now.tv_sec) * 1000000000L + deadline.tv_nsec - now.tv_nsec;
+  if (nanoseconds < 0) nanoseconds = 0;
+  wall.tv_sec += nanoseconds / 1000000000L;
+  wall.tv_nsec += nanoseconds % 1000000000L;
+  if (wall.tv_nsec >= 1000000000L) {
+    wall.tv_sec += 1;
+    wall.tv_nsec -= 1000000000L;
+  }
+  return pthread_mutex_timedlock(mutex, &wall);
+#else
+  return pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &deadline);
+#endif
 }
 
 }  // namespace
@@ -77,17 +109,22 @@ bool closeLock(LockObject* lock) {
 
 LockWait acquireLock(LockObject* lock, std::uint32_t milliseconds) {
   if (lock == nullptr) return LockWait::failed;
-  if (milliseconds == kWaitForever) return finish(lock, pthread_mutex_lock(&lock->mutex));
   if (milliseconds == 0) return finish(lock, pthread_mutex_trylock(&lock->mutex));
-  timespec deadline;
-  clock_gettime(CLOCK_MONOTONIC, &deadline);
-  deadline.tv_sec += static_cast<time_t>(milliseconds / 1000);
-  deadline.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000L;
-  if (deadline.tv_nsec >= 1000000000L) {
-    deadline.tv_sec += 1;
-    deadline.tv_nsec -= 1000000000L;
+  // pthread_mutex_lock is no cancellation point, but a thread blocked here
+  // must end when it is aborted: wait in slices and look for a pending
+  // cancellation between them.
+  constexpr std::uint32_t kSlice = 100;
+  const bool forever = milliseconds == kWaitForever;
+  const timespec end = monotonicDeadline(forever ? 0 : milliseconds);
+  for (;;) {
+    timespec slice = monotonicDeadline(kSlice);
+    const bool last = !forever && (slice.tv_sec > end.tv_sec ||
+                                   (slice.tv_sec == end.tv_sec && slice.tv_nsec >= end.tv_nsec));
+    if (last) slice = end;
+    const int result = lockUntil(&lock->mutex, slice);
+    if (result != ETIMEDOUT || last) return finish(lock, result);
+    pthread_testcancel();
   }
-  return finish(lock, pthread_mutex_clocklock(&lock->mutex, CLOCK_MONOTONIC, &deadline));
 }
 
 bool releaseLock(LockObject* lock) {

@@ -1,0 +1,44 @@
+// A growable byte array whose new bytes are left uninitialised, for buffers
+// that are about to be read over: a vector would first write zeros over the
+// whole file.
+#ifndef LUMBREL_STORE_BYTE_BUFFER_H
+#define LUMBREL_STORE_BYTE_BUFFER_H
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+namespace Lumbrel {
+namespace store {
+
+class ByteBuffer {
+ public:
+  ByteBuffer() = default;
+  explicit ByteBuffer(std::size_t count) { resize(count); }
+
+  unsigned char* data() { return bytes.get(); }
+  const unsigned char* data() const { return bytes.get(); }
+  std::size_t size() const { return used; }
+
+  // Keeps the first min(size(), count) bytes; the rest are unspecified.
+  void resize(std::size_t count) {
+    if (count > capacity) {
+      const std::size_t grown = count > 2 * capacity ? count : 2 * capacity;
+      std::unique_ptr<unsigned char[]> larger(new unsigned char[grown]);
+      if (used != 0) std::memcpy(larger.get(), bytes.get(), used);
+      bytes = std::move(larger);
+      capacity = grown;
+    }
+    used = count;
+  }
+
+ private:
+  std::unique_ptr<unsigned char[]> bytes;
+  std::size_t used = 0;
+  std::size_t capacity = 0;
+};
+
+}  // namespace store
+}  // namespace Lumbrel
+
+#endif  // LUMBREL_STORE_BYTE_BUFFER_H

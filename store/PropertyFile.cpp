@@ -1,0 +1,122 @@
+#include "lumbrel/PropertyFile.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "store/FileReplacement.h"
+#include "store/SettingsFormat.h"
+#include "store/SettingsStream.h"
+
+namespace Lumbrel {
+
+PropertyFile::PropertyFile() : File(), entries(), loadFailed(false) {}
+
+PropertyFile::PropertyFile(const File::Path& path)
+    : File(static_cast<wstring>(path)), entries(), loadFailed(false) {}
+
+PropertyFile::~PropertyFile() {
+  if (!is_open()) return;
+  try {
+    close();
+  } catch (...) {
+    // A destructor reports nothing; callers who must know call close().
+  }
+}
+
+void PropertyFile::open(unsigned long word) {
+  FileLock guard(*this);
+  File::open(word);
+  entries.clear();
+  loadFailed = false;
+  if ((getMode() & MODE_READ) != 0) readEntries();
+}
+
+void PropertyFile::readEntries() {
+  string bytes;
+  const bool complete = store::readWholeFile(*this, bytes);
+  // A line cut off by the failure is not taken.
+  if (!complete) bytes.resize(store::completeLines(bytes));
+  store::SettingsReader reader(bytes.data(), bytes.size(), store::SettingsLayout::Flat);
+  while (reader.next())
+    entries.push_back(Entry{std::move(reader.key()), std::move(reader.value())});
+  if (!complete) {
+    loadFailed = true;
+    throw std::runtime_error("failed to read from file");
+  }
+}
+
+void PropertyFile::writeEntries() {
+  store::SettingsWriter writer(store::SettingsLayout::Flat);
+  const wstring noSection;
+  for (const Entry& entry : entries) writer.add(noSection, entry.key, entry.value);
+  // Composed before the old file goes, so that it is gone for less time.
+  store::replaceFileContent(*this, [&] { store::writeWholeFile(*this, writer.bytes()); });
+}
+
+void PropertyFile::close() {
+  FileLock guard(*this);
+  if ((getMode() & MODE_WRITE) != 0 && !loadFailed) writeEntries();
+  entries.clear();
+  File::close();
+}
+
+void PropertyFile::synchronize() {
+  FileLock guard(*this);
+  if (!is_open()) return;
+  if ((getMode() & (MODE_READ | MODE_WRITE)) == MODE_WRITE) {
+    // Reopening for writing alone would empty the file just written and read
+    // nothing back: write the model and keep it, as the reload would leave it.
+    if (!loadFailed) writeEntries();
+    return;
+  }
+  File::synchronize();
+}
+
+namespace {
+
+template <class Entries>
+auto findEntry(Entries& entries, const wstring& key) {
+  return std::find_if(entries.begin(), entries.end(),
+                      [&](const auto& entry) { return compare(entry.key, key) == 0; });
+}
+
+}  // namespace
+
+std::vector<wstring> PropertyFile::enumerateKeys() {
+  FileLock guard(*this);
+  std::vector<wstring> keys;
+  keys.reserve(entries.size());
+  for (const Entry& entry : entries) keys.push_back(entry.key);
+  return keys;
+}
+
+void PropertyFile::createKey(const wstring& key) {
+  FileLock guard(*this);
+  if (findEntry(entries, key) != entries.end()) return;
+  entries.push_back(Entry{key, wstring()});
+}
+
+void PropertyFile::removeKey(const wstring& key) {
+  FileLock guard(*this);
+  const auto found = findEntry(entries, key);
+  if (found != entries.end()) entries.erase(found);
+}
+
+wstring PropertyFile::getValue(const wstring& key) {
+  FileLock guard(*this);
+  const auto found = findEntry(entries, key);
+  return found != entries.end() ? found->value : wstring();
+}
+
+void PropertyFile::setValue(const wstring& key, const wstring& value) {
+  FileLock guard(*this);
+  const auto found = findEntry(entries, key);
+  if (found != entries.end()) {
+    found->value = value;
+  } else {
+    entries.push_back(Entry{key, value});
+  }
+}
+
+}  // namespace Lumbrel

@@ -1,0 +1,251 @@
+#include "store/RecordSet.h"
+
+#include <algorithm>
+
+#include "store/DataFileFormat.h"
+
+namespace Lumbrel {
+namespace store {
+namespace {
+
+unsigned short fold(unsigned short unit) {
+  return (unit >= 'A' && unit <= 'Z') ? static_cast<unsigned short>(unit + ('a' - 'A')) : unit;
+}
+
+// FNV-1a over the folded units in front of the first null unit.
+template <typename UnitAt>
+std::uint64_t hashUnits(std::size_t count, UnitAt unitAt) {
+  std::uint64_t hash = 0xcbf29ce484222325ULL;
+  for (std::size_t i = 0; i < count; ++i) {
+    const unsigned short unit = unitAt(i);
+    if (unit == 0) break;
+    hash = (hash ^ fold(unit)) * 0x100000001b3ULL;
+  }
+  return hash;
+}
+
+unsigned short encodedUnit(const unsigned char* key, std::size_t i) {
+  return static_cast<unsigned short>(key[2 * i] << 8 | key[2 * i + 1]);
+}
+
+// The fields of an Encoded record that starts at `at`.
+RecordView viewAt(const ByteBuffer& bytes, std::size_t at) {
+  RecordDecoder decoder(bytes.data() + at, bytes.size() - at);
+  RecordView view = decoder.next();
+  view.offset = at;
+  return view;
+}
+
+}  // namespace
+
+std::uint64_t foldedKeyHash(const wstring& key) {
+  return hashUnits(key.size(), [&key](std::size_t i) { return key[i]; });
+}
+
+RecordSet::~RecordSet() { clear(); }
+
+void RecordSet::clear() {
+  for (Slot& slot : slots)
+    if (slot.state == State::Built) delete slot.record;
+  slots.clear();
+  loaded = ByteBuffer();
+  live = 0;
+  holes = 0;
+  indexed = false;
+  index.clear();
+  exposed.clear();
+}
+
+void RecordSet::load(ByteBuffer bytes) {
+  clear();
+  loaded = std::move(bytes);
+  RecordDecoder decoder(loaded.data(), loaded.size());
+  while (!decoder.atEnd()) {
+    const RecordView view = decoder.next();
+    if (isPlainKey(view.key, view.keyBytes)) {
+      slots.emplace_back(nextSequence++, view.offset);
+      ++live;
+    } else {
+      // Trimmed, or refused with "zero length key", by the record itself.
+      append(std::make_unique<DataFile::Record>(
+          decodeKey(view.key, view.keyBytes),
+          std::vector<unsigned char>(view.data, view.data + view.dataBytes)));
+    }
+  }
+}
+
+void RecordSet::append(std::unique_ptr<DataFile::Record> record) {
+  const std::uint64_t sequence = nextSequence++;
+  slots.emplace_back(sequence, record.get());
+  DataFile::Record* owned = record.release();
+  ++live;
+  if (!indexed) return;
+  try {
+    index.add(foldedKeyHash(owned->getKey()), sequence);
+  } catch (...) {
+    // Out of memory: the index is rebuilt by the next search.
+    indexed = false;
+    index.clear();
+  }
+}
+
+bool RecordSet::insert(const DataFile::Record& record) {
+  std::uint64_t sequence = 0;
+  bool inIndex = false;
+  if (search(record.getKey(), foldedKeyHash(record.getKey()), sequence, inIndex)) return false;
+  append(std::make_unique<DataFile::Record>(record));
+  return true;
+}
+
+bool RecordSet::remove(const wstring& key) {
+  std::uint64_t sequence = 0;
+  bool inIndex = false;
+  const std::uint64_t hash = foldedKeyHash(key);
+  if (!search(key, hash, sequence, inIndex)) return false;
+  if (inIndex) {
+    index.erase(hash, sequence);
+  } else {
+    exposed.erase(std::find(exposed.begin(), exposed.end(), sequence));
+  }
+  Slot* slot = find(sequence);
+  if (slot->state == State::Built) delete slot->record;
+  slot->record = nullptr;
+  slot->state = State::Removed;
+  --live;
+  ++holes;
+  // Holes are closed lazily by at(); past half the vector, close them here so
+  // that a long run of removals keeps memory in line with the records.
+  if (holes > slots.size() / 2) compact();
+  return true;
+}
+
+DataFile::Record& RecordSet::at(std::size_t position) {
+  if (holes != 0) compact();
+  Slot& slot = slots[position];
+  if (slot.state == State::Encoded) build(slot);
+  if (!slot.exposed) {
+    slot.exposed = true;
+    if (indexed) {
+      // Its key is still the one it was indexed under: nobody outside has
+      // been able to change it yet.
+      index.erase(foldedKeyHash(slot.record->getKey()), slot.sequence);
+      exposed.push_back(slot.sequence);
+    }
+  }
+  return *slot.record;
+}
+
+void RecordSet::encode(const std::function<void(const unsigned char*, std::size_t)>& write) const {
+  for (const Slot& slot : slots)
+    if (slot.state == State::Built) encodedSize(*slot.record);
+  // Runs of records never built go out as the bytes they were read from;
+  // built ones are encoded into a block that is handed over when full.
+  constexpr std::size_t kBlock = 256 * 1024;
+  std::vector<unsigned char> block;
+  std::size_t runStart = 0;
+  std::size_t runEnd = 0;
+  auto flushRun = [&] {
+    if (runEnd != runStart) write(loaded.data() + runStart, runEnd - runStart);
+    runStart = runEnd = 0;
+  };
+  auto flushBlock = [&] {
+    if (!block.empty()) write(block.data(), block.size());
+    block.clear();
+  };
+  for (const Slot& slot : slots) {
+    if (slot.state == State::Encoded) {
+      const RecordView view = viewAt(loaded, slot.offset);
+      flushBlock();
+      if (runEnd != runStart && runEnd != view.offset) flushRun();
+      if (runEnd == runStart) runStart = runEnd = view.offset;
+      runEnd = view.offset + view.size;
+    } else if (slot.state == State::Built) {
+      flushRun();
+      const std::size_t size = encodedSize(*slot.record);
+      if (!block.empty() && block.size() + size > kBlock) flushBlock();
+      const std::size_t used = block.size();
+      block.resize(used + size);
+      encodeRecord(*slot.record, block.data() + used);
+    }
+  }
+  flushRun();
+  flushBlock();
+}
+
+std::uint64_t RecordSet::hashOf(const Slot& slot) const {
+  if (slot.state == State::Built) return foldedKeyHash(slot.record->getKey());
+  const RecordView view = viewAt(loaded, slot.offset);
+  return hashUnits(view.keyBytes / 2, [&view](std::size_t i) { return encodedUnit(view.key, i); });
+}
+
+bool RecordSet::keyEquals(const Slot& slot, const wstring& key) const {
+  if (slot.state == State::Built) return compare(slot.record->getKey(), key) == 0;
+  // An Encoded key holds no null unit; compare stops at `key`'s first one.
+  const RecordView view = viewAt(loaded, slot.offset);
+  const std::size_t units = view.keyBytes / 2;
+  const unsigned short* other = key.c_str();
+  for (std::size_t i = 0; i < units; ++i) {
+    if (other[i] == 0 || fold(other[i]) != fold(encodedUnit(view.key, i))) return false;
+  }
+  return other[units] == 0;
+}
+
+void RecordSet::build(Slot& slot) {
+  const RecordView view = viewAt(loaded, slot.offset);
+  slot.record = new DataFile::Record(decodeKey(view.key, view.keyBytes),
+                                     std::vector<unsigned char>(view.data, view.data + view.dataBytes));
+  slot.state = State::Built;
+}
+
+void RecordSet::buildIndex() {
+  index.reserve(live);
+  exposed.clear();
+  for (const Slot& slot : slots) {
+    if (slot.state == State::Removed) continue;
+    if (slot.exposed) {
+      exposed.push_back(slot.sequence);
+    } else {
+      index.add(hashOf(slot), slot.sequence);
+    }
+  }
+  indexed = true;
+}
+
+RecordSet::Slot* RecordSet::find(std::uint64_t sequence) {
+  auto it = std::lower_bound(slots.begin(), slots.end(), sequence,
+                             [](const Slot& slot, std::uint64_t s) { return slot.sequence < s; });
+  return it != slots.end() && it->sequence == sequence ? &*it : nullptr;
+}
+
+void RecordSet::compact() {
+  slots.erase(std::remove_if(slots.begin(), slots.end(),
+                             [](const Slot& slot) { return slot.state == State::Removed; }),
+              slots.end());
+  holes = 0;
+}
+
+bool RecordSet::search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence,
+                       bool& inIndex) {
+  if (!indexed) buildIndex();
+  bool found = false;
+  index.forEach(hash, [&](std::uint64_t candidate) {
+    if (found && candidate > sequence) return;
+    if (keyEquals(*find(candidate), key)) {
+      found = true;
+      sequence = candidate;
+      inIndex = true;
+    }
+  });
+  for (std::uint64_t candidate : exposed) {
+    if (found && candidate > sequence) continue;
+    if (keyEquals(*find(candidate), key)) {
+      found = true;
+      sequence = candidate;
+      inIndex = false;
+    }
+  }
+  return found;
+}
+
+}  // namespace store
+}  // namespace Lumbrel

@@ -1,0 +1,111 @@
+// The records of a DataFile in memory: an ordered sequence (file order, then
+// insertion order) with constant-time access by position, and a hash index of
+// the keys folded as compare folds them (A-Z onto a-z, cut at the first null
+// unit), so that finding a key takes constant time on average.
+//
+// A record handed out by reference (at) may have its key changed by the
+// caller at any time afterwards. Such a record leaves the index and joins a
+// short list of "exposed" records that every search also walks: the index
+// only ever holds keys that no one outside can have changed.
+//
+// Records loaded from a file stay in the file's bytes until someone needs the
+// object: a record is built when it is handed out, and a record never built
+// is written back as the bytes it was read from. So opening and closing a
+// large file costs little more than reading and writing it.
+//
+// Removal leaves a hole that the next positional access closes, so removing
+// many records costs one compaction, not one shift each.
+//
+// Not thread-safe: DataFile calls it under its lock.
+#ifndef LUMBREL_STORE_RECORD_SET_H
+#define LUMBREL_STORE_RECORD_SET_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "lumbrel/DataFile.h"
+#include "store/ByteBuffer.h"
+#include "store/KeyIndex.h"
+
+namespace Lumbrel {
+namespace store {
+
+// Hash of a key as compare sees it: ASCII letters folded, cut at the first
+// null unit. Keys that compare equal hash equal.
+std::uint64_t foldedKeyHash(const wstring& key);
+
+class RecordSet {
+ public:
+  RecordSet() = default;
+  ~RecordSet();
+  RecordSet(const RecordSet&) = delete;
+  RecordSet& operator=(const RecordSet&) = delete;
+
+  std::size_t size() const { return live; }
+  // Deletes every record.
+  void clear();
+  // Replaces the records by those encoded in `bytes`, in order, without any
+  // search for equal keys. Raises what the decoder raises; the records in
+  // front of the damage are kept then.
+  void load(ByteBuffer bytes);
+  // Takes ownership and appends, without any search.
+  void append(std::unique_ptr<DataFile::Record> record);
+  // Appends a copy unless a record with an equal key is stored; false then.
+  bool insert(const DataFile::Record& record);
+  // Deletes the first record in order with a key equal to `key`; false when
+  // there is none.
+  bool remove(const wstring& key);
+  // The record at `index` (< size()), handed out for change.
+  DataFile::Record& at(std::size_t index);
+
+  // Hands the encoded records, in order, to `write(const unsigned char*,
+  // std::size_t)` in as few pieces as it can. Raises runtime_error "failed
+  // to write to file", before writing anything, when a record's lengths do
+  // not fit the format.
+  void encode(const std::function<void(const unsigned char*, std::size_t)>& write) const;
+
+ private:
+  enum class State : unsigned char { Encoded, Built, Removed };
+  struct Slot {
+    Slot(std::uint64_t number, DataFile::Record* built)
+        : sequence(number), record(built), state(State::Built), exposed(false) {}
+    Slot(std::uint64_t number, std::size_t at)
+        : sequence(number), offset(at), state(State::Encoded), exposed(false) {}
+
+    std::uint64_t sequence;  // ascending along `slots`, never reused
+    union {
+      DataFile::Record* record;  // owned, when Built
+      std::size_t offset;        // of its bytes in `loaded`, when Encoded
+    };
+    State state;
+    bool exposed;
+  };
+
+  std::uint64_t hashOf(const Slot& slot) const;
+  bool keyEquals(const Slot& slot, const wstring& key) const;
+  void build(Slot& slot);
+  void buildIndex();
+  Slot* find(std::uint64_t sequence);
+  void compact();
+  // The sequence of the first record whose key equals `key`, and whether it
+  // was found in the index (not among the exposed records).
+  bool search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence, bool& inIndex);
+
+  ByteBuffer loaded;  // the file's bytes, for Encoded records
+  std::vector<Slot> slots;
+  std::size_t live = 0;
+  std::size_t holes = 0;
+  std::uint64_t nextSequence = 0;
+  // Built on the first search, so that a load and a close never pay for it.
+  bool indexed = false;
+  KeyIndex index;  // folded-key hash -> sequence, for records not exposed
+  std::vector<std::uint64_t> exposed;  // sequences of exposed live records
+};
+
+}  // namespace store
+}  // namespace Lumbrel
+
+#endif  // LUMBREL_STORE_RECORD_SET_H
