@@ -145,4 +145,16 @@ TEST_F(FileTest, CopyProtectsTheTarget) {
   EXPECT_EQ(readFile(dir.native("to")), binary);
 }
 
+TEST_F(FileTest, NamesMapToNativePaths) {
+  writeFile(dir.native("m"), "x");
+  // Any volume letter and either separator name the root; a native absolute
+  // path works as it is; the name ends at its first null unit.
+  EXPECT_TRUE(File::exists(Lumbrel::make_wstring("c:" + dir.native("m"))));
+  EXPECT_TRUE(File::exists(Lumbrel::make_wstring(dir.native("m"))));
+  Lumbrel::wstring cut = dir.name("m");
+  cut += Lumbrel::wstring(1, 0);
+  cut += lumbrel_test::W("junk");
+  EXPECT_TRUE(File::exists(cut));
+}
+
 }  // namespace

@@ -26,8 +26,12 @@ class ScriptedHost : public Lumbrel::platform::PlatformWrapper {
   Lumbrel::platform::HostEntry record{
       true, "agent-7.example.net", {{10, 0, 255, 7}, {192, 168, 1, 2}}};
   int cleanups = 0;
+  unsigned short version = 0;
 
-  bool socketStartup(unsigned short) override { return startupSucceeds; }
+  bool socketStartup(unsigned short asked) override {
+    version = asked;
+    return startupSucceeds;
+  }
   void socketCleanup() override { ++cleanups; }
   bool hostName(char* buffer, std::size_t size) override {
     if (name.size() + 1 > size) return false;
@@ -50,6 +54,7 @@ TEST_F(HostQueryTest, AnswersFromTheRecordAndStopsTheSocketLayerEachTime) {
   EXPECT_EQ(System::getIpHostName(), W("agent-7.example.net"));
   EXPECT_EQ(System::getIpAddress(), W("10.0.255.7"));  // the first of several
   EXPECT_EQ(host.cleanups, 2);
+  EXPECT_EQ(host.version, 0x0020);  // low byte 32, not 0x0002 or 0x0202
   host.record.hasCanonicalName = false;
   host.record.ipv4Addresses.clear();
   EXPECT_EQ(System::getIpHostName(), wstring());
