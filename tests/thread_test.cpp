@@ -26,12 +26,6 @@ namespace {
 constexpr unsigned long kForever = Event::WAIT_FOREVER;
 void* const kAllOnes = reinterpret_cast<void*>(~std::uintptr_t{0});
 
-// The thread `tid` has ended, so nothing of it touches the test's objects.
-bool ends(unsigned long tid) {
-  const std::string stat = "/proc/self/task/" + std::to_string(tid) + "/stat";
-  return lumbrel_test::eventually([&] { return !std::ifstream(stat).good(); });
-}
-
 // Signals an event when its scope is left, also by unwinding.
 struct SignalOnExit {
   Event& event;
@@ -67,9 +61,12 @@ class Probe : public Thread {
   Body body_;
 };
 
-// run was left, also by unwinding, and the thread has ended.
+// run was left, also by unwinding, and the thread has ended, so nothing of it
+// touches the test's objects any more.
 bool endsAfterLeavingRun(Probe& probe) {
-  return probe.left.wait(30) == 0 && ends(probe.getThreadId());
+  const std::string stat = "/proc/self/task/" + std::to_string(probe.getThreadId()) + "/stat";
+  return probe.left.wait(30) == 0 &&
+         lumbrel_test::eventually([&] { return !std::ifstream(stat).good(); });
 }
 
 // Every call in every state. Fresh and FreshDetached: join, abort and a
@@ -142,7 +139,7 @@ TEST(ThreadTest, AbortEndsBlockedThreads) {
   EXPECT_NO_THROW(std::async(std::launch::async, [&] { Lumbrel::MutexLock lock(mutex); }).get());
   EXPECT_EQ(target.join(), nullptr);
   target.go.signal();
-  EXPECT_TRUE(ends(target.getThreadId()));
+  EXPECT_TRUE(endsAfterLeavingRun(target));
 }
 
 // On its own object, abort ends the calling thread and join gives up at once.
