@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <future>
 #include <stdexcept>
@@ -23,62 +22,39 @@ auto onOtherThread(F body) {
   return std::async(std::launch::async, body).get();
 }
 
-TEST(MutexTest, RecursiveHoldNeedsAsManyUnlocks) {
+// Whether a thread that holds nothing finds the lock taken.
+bool heldElsewhere(const Mutex& mutex) {
+  return onOtherThread([&] { return mutex.isLocked(); });
+}
+
+// Each take needs its own unlock; isLocked is true only for the threads that
+// do not hold the lock, and an unlock from them changes nothing.
+TEST(MutexTest, RecursiveHoldByOneThread) {
   Mutex mutex;
+  mutex.unlock();  // nobody holds it: nothing happens
+  EXPECT_FALSE(mutex.isLocked());
   mutex.lock();
-  mutex.lock();
-  std::atomic<bool> acquired{false};
-  std::thread other([&] {
-    mutex.lock();
-    acquired = true;
-    mutex.unlock();
-  });
+  mutex.lock(0);
+  EXPECT_FALSE(mutex.isLocked());  // the holder's try gives back what it took
   mutex.unlock();
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  EXPECT_FALSE(acquired);  // still held once
+  onOtherThread([&] { mutex.unlock(); });
+  EXPECT_TRUE(heldElsewhere(mutex));
   mutex.unlock();
-  other.join();
-  EXPECT_TRUE(acquired);
+  EXPECT_FALSE(heldElsewhere(mutex));
 }
 
 TEST(MutexTest, TimedLockAgainstAnotherHolder) {
   Mutex mutex;
-  mutex.lock(0);  // free: succeeds at once
-  EXPECT_TRUE(onOtherThread([&] {
-    bool threw = false;
-    try {
-      mutex.lock(0);
-    } catch (const std::runtime_error& e) {
-      threw = std::string(e.what()) == kTimeout;
-    }
-    return threw;
-  }));
-  const auto start = std::chrono::steady_clock::now();
-  const bool threw = onOtherThread([&] {
-    try {
-      mutex.lock(2);
-      return false;
-    } catch (const std::runtime_error&) {
-      return true;
-    }
-  });
-  EXPECT_TRUE(threw);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1900));
-  // The caller that timed out holds nothing: this thread still does.
-  EXPECT_FALSE(mutex.isLocked());
-  mutex.unlock();
-  EXPECT_FALSE(onOtherThread([&] { return mutex.isLocked(); }));
-}
-
-TEST(MutexTest, IsLockedMeansAnotherThreadHoldsIt) {
-  Mutex mutex;
-  EXPECT_FALSE(mutex.isLocked());
   mutex.lock();
-  EXPECT_FALSE(mutex.isLocked());  // the holder's try succeeds
-  EXPECT_TRUE(onOtherThread([&] { return mutex.isLocked(); }));
-  mutex.unlock();
-  // isLocked from the holder left the count at one: the lock is free now.
-  EXPECT_FALSE(onOtherThread([&] { return mutex.isLocked(); }));
+  for (unsigned long seconds : {0UL, 2UL}) {
+    const auto start = std::chrono::steady_clock::now();
+    onOtherThread([&] { EXPECT_THROW_MSG(mutex.lock(seconds), std::runtime_error, kTimeout); });
+    // The limit counts seconds.
+    EXPECT_GE(std::chrono::steady_clock::now() - start,
+              std::chrono::milliseconds(seconds * 1000) - std::chrono::milliseconds(100));
+  }
+  mutex.unlock();  // the callers that timed out hold nothing
+  EXPECT_FALSE(heldElsewhere(mutex));
 }
 
 TEST(MutexTest, CopiesAndAssignmentShareOneLock) {
@@ -86,41 +62,26 @@ TEST(MutexTest, CopiesAndAssignmentShareOneLock) {
   {
     Mutex copy(source);
     copy.lock();
-    EXPECT_TRUE(onOtherThread([&] { return source.isLocked(); }));
+    EXPECT_TRUE(heldElsewhere(source));
     source.unlock();  // the holder may unlock through any handle
-    EXPECT_FALSE(onOtherThread([&] { return copy.isLocked(); }));
   }
-  source.lock();  // usable after the copy is gone
-  source.unlock();
+  EXPECT_FALSE(heldElsewhere(source));  // usable after the copy is gone
 
   Mutex a;
   Mutex b;
   Mutex& alias = a;
-  a = alias;  // self-assignment changes nothing, also while held
   a.lock();
-  a = alias;
+  a = alias;  // assignment to itself keeps the lock, also while held
   a.unlock();
   Mutex formerA(a);
   a = b;
   b.lock();
-  EXPECT_TRUE(onOtherThread([&] { return a.isLocked(); }));
-  EXPECT_FALSE(onOtherThread([&] { return formerA.isLocked(); }));
+  EXPECT_TRUE(heldElsewhere(a));
+  EXPECT_FALSE(heldElsewhere(formerA));
   b.unlock();
 }
 
-TEST(MutexTest, UnlockByNonHolderChangesNothing) {
-  Mutex mutex;
-  mutex.unlock();  // free lock: nothing happens
-  mutex.lock();
-  onOtherThread([&] {
-    mutex.unlock();
-    return 0;
-  });
-  EXPECT_TRUE(onOtherThread([&] { return mutex.isLocked(); }));
-  mutex.unlock();
-}
-
-TEST(MutexTest, GuardReleasesOnEveryWayOut) {
+TEST(MutexTest, GuardReleasesWhenUnwinding) {
   Mutex mutex;
   try {
     MutexLock outer(mutex);
@@ -128,17 +89,16 @@ TEST(MutexTest, GuardReleasesOnEveryWayOut) {
     throw std::logic_error("leave");
   } catch (const std::logic_error&) {
   }
-  EXPECT_FALSE(onOtherThread([&] { return mutex.isLocked(); }));
+  EXPECT_FALSE(heldElsewhere(mutex));
 }
 
 TEST(MutexTest, HolderThatEndsDoesNotKeepTheLock) {
   Mutex mutex;
   std::thread([&] { mutex.lock(); }).join();
   EXPECT_THROW_MSG(mutex.lock(0), std::runtime_error, kTimeout);
-  // The failed wait released the abandoned lock: it is free now.
-  mutex.lock(0);
+  mutex.lock(0);  // the failed wait freed the abandoned lock
   mutex.unlock();
-  EXPECT_FALSE(onOtherThread([&] { return mutex.isLocked(); }));
+  EXPECT_FALSE(heldElsewhere(mutex));
 }
 
 }  // namespace
