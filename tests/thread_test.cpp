@@ -174,6 +174,20 @@ TEST(ThreadTest, ExceptionOutOfRunGivesAllOnes) {
   }
 }
 
+TEST(ThreadTest, CopiesAreSecondRecordsOfOneThread) {
+  Probe original;
+  int argument = 0;
+  ASSERT_TRUE(original.start(&argument));
+  Thread copy(original);  // a record, not a second thread
+  EXPECT_EQ(copy.getThreadId(), original.getThreadId());
+  EXPECT_TRUE(copy.start(nullptr));  // started already: runs nothing
+  original.go.signal();
+  EXPECT_EQ(copy.join(), &argument);  // one record joins...
+  EXPECT_EQ(original.runs.load(), 1);
+  EXPECT_TRUE(endsAfterLeavingRun(original));
+  EXPECT_EQ(original.join(), nullptr);  // ...and the handle is gone for the other
+}
+
 TEST(ThreadTest, SleepCountsMilliseconds) {
   const auto start = std::chrono::steady_clock::now();
   Thread::sleep(300);
