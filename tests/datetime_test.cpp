@@ -85,8 +85,9 @@ TEST(DateTimeTest, TextFormShowsTheStoredParts) {
 
 TEST(DateTimeTest, EachPartsReadsItsOwnTextByPosition) {
   const std::string forms[] = {"2004-03-09", "07:05:02", "2004-03-09 07:05:02"};
-  const char *const date = "2004 3 9 0 0 0", *const time = "0 0 0 7 5 2",
-                    *const none = "0 0 0 0 0 0";
+  const char* const date = "2004 3 9 0 0 0";
+  const char* const time = "0 0 0 7 5 2";
+  const char* const none = "0 0 0 0 0 0";
   // Rows: parts 0 to 3; columns: the three forms above.
   const char* const accepted[4][3] = {{none, none, none},
                                       {date, nullptr, date},
@@ -109,7 +110,7 @@ TEST(DateTimeTest, EachPartsReadsItsOwnTextByPosition) {
       {"2004-01-32", "day out-of-range."}, {"24:00:00", "hour out-of-range."},
       {"-1:00:00", "hour out-of-range."},  {"00:00:60", "second out-of-range."}};
   for (const auto& [input, message] : refused) {
-    const unsigned int parts = input[2] == ':' ? 2 : 1;
+    const unsigned int parts = input[2] == ':' ? 2 : 1;  // a time, else a date
     EXPECT_THROW_MSG(DateTime(input, parts), std::invalid_argument, message);
   }
 }
