@@ -70,7 +70,7 @@ TEST_F(InitializationFileTest, LookupsIgnoreCaseAndNewEntriesGoBehind) {
 }
 
 TEST_F(InitializationFileTest, ModesDecideWhatIsReadAndWritten) {
-  file.open(File::MODE_WRITE);  // creates the file and drops the model
+  file.open(File::MODE_WRITE);  // creates the file
   file.setValue(W("T"), W("x"), W("1"));
   file.close();
   file.open(File::MODE_READ);

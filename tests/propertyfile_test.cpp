@@ -26,6 +26,7 @@ class PropertyFileTest : public ::testing::Test {
 
 TEST_F(PropertyFileTest, WhatSurvivesAReadAndWrite) {
   const std::pair<const char*, const char*> rows[] = {
+      // Key lines, duplicates included, keep the order of the file.
       {"zebra=1\napple=2\nzebra=3\n", "zebra=1\napple=2\nzebra=3\n"},
       {" \tk = v \t\n", "k = v\n"},
       {"; c\n# c\n\nstray\n[Net]\n=v\na=1\n", "a=1\n"},
@@ -45,6 +46,7 @@ TEST_F(PropertyFileTest, TheFirstOfEqualKeysIsFound) {
   file.open(kReadWrite);
   EXPECT_EQ(file.getValue(W("A")), W("1"));
   file.setValue(W("A"), W("changed"));  // the first, spelled as it was
+  file.createKey(W("a"));
   file.createKey(W("new"));
   file.close();
   EXPECT_EQ(readFile(dir.native("f")), "a=changed\nA=2\nnew=\n");
