@@ -18,37 +18,25 @@ inline std::vector<Lumbrel::wstring> Ws(std::initializer_list<const char*> texts
   return result;
 }
 
-// A file system whose stream openings can be made to fail, or to open
-// something else instead: a directory (reading fails) or /dev/full (writing
-// fails).
+// A file system whose stream openings can be made to open something else
+// instead: a directory (reading fails) or /dev/full (writing fails).
 class StreamFaults : public Lumbrel::platform::PlatformWrapper {
  public:
-  // Every stream opening fails from now on.
-  void failOpens() {
-    failing_ = true;
-    target_.clear();
-  }
   // Every stream opening opens `native` instead, with `mode` if given.
   void redirectOpens(const std::string& native, std::ios_base::openmode mode = {}) {
-    failing_ = false;
     target_ = native;
     mode_ = mode;
   }
   // Streams open as usual again.
-  void heal() {
-    failing_ = false;
-    target_.clear();
-  }
+  void heal() { target_.clear(); }
 
   bool openStream(std::basic_filebuf<char>& buffer, const std::string& name,
                   std::ios_base::openmode mode) override {
-    if (failing_) return false;
     if (target_.empty()) return PlatformWrapper::openStream(buffer, name, mode);
     return buffer.open(target_, mode_ != std::ios_base::openmode{} ? mode_ : mode) != nullptr;
   }
 
  private:
-  bool failing_ = false;
   std::string target_;
   std::ios_base::openmode mode_{};
 };
