@@ -4,9 +4,10 @@
 // unit), so that finding a key takes constant time on average.
 //
 // A record handed out by reference (at) may have its key changed by the
-// caller at any time afterwards. Such a record leaves the index and joins a
-// short list of "exposed" records that every search also walks: the index
-// only ever holds keys that no one outside can have changed.
+// caller at any time afterwards. Every stored record knows its set and its
+// sequence number, so such a change is reported (keyChanged) and moves that
+// one entry of the index: the index always holds every live record under its
+// current key.
 //
 // Records loaded from a file stay in the file's bytes until someone needs the
 // object: a record is built when it is handed out, and a record never built
@@ -60,6 +61,9 @@ class RecordSet {
   bool remove(const wstring& key);
   // The record at `index` (< size()), handed out for change.
   DataFile::Record& at(std::size_t index);
+  // Called by a stored record whose key has just changed from one that
+  // hashed to `before`.
+  void keyChanged(const DataFile::Record& record, std::uint64_t before);
 
   // Hands the encoded records, in order, to `write(const unsigned char*,
   // std::size_t)` in as few pieces as it can. Raises runtime_error "failed
@@ -71,9 +75,8 @@ class RecordSet {
   enum class State : unsigned char { Encoded, Built, Removed };
   struct Slot {
     Slot(std::uint64_t number, DataFile::Record* built)
-        : sequence(number), record(built), state(State::Built), exposed(false) {}
-    Slot(std::uint64_t number, std::size_t at)
-        : sequence(number), offset(at), state(State::Encoded), exposed(false) {}
+        : sequence(number), record(built), state(State::Built) {}
+    Slot(std::uint64_t number, std::size_t at) : sequence(number), offset(at), state(State::Encoded) {}
 
     std::uint64_t sequence;  // ascending along `slots`, never reused
     union {
@@ -81,18 +84,19 @@ class RecordSet {
       std::size_t offset;        // of its bytes in `loaded`, when Encoded
     };
     State state;
-    bool exposed;
   };
 
   std::uint64_t hashOf(const Slot& slot) const;
   bool keyEquals(const Slot& slot, const wstring& key) const;
   void build(Slot& slot);
+  // Makes `record` report its key changes to this set.
+  void adopt(DataFile::Record& record, std::uint64_t sequence);
   void buildIndex();
+  void dropIndex();
   Slot* find(std::uint64_t sequence);
   void compact();
-  // The sequence of the first record whose key equals `key`, and whether it
-  // was found in the index (not among the exposed records).
-  bool search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence, bool& inIndex);
+  // The sequence of the first record whose key equals `key`.
+  bool search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence);
 
   ByteBuffer loaded;  // the file's bytes, for Encoded records
   std::vector<Slot> slots;
@@ -101,8 +105,7 @@ class RecordSet {
   std::uint64_t nextSequence = 0;
   // Built on the first search, so that a load and a close never pay for it.
   bool indexed = false;
-  KeyIndex index;  // folded-key hash -> sequence, for records not exposed
-  std::vector<std::uint64_t> exposed;  // sequences of exposed live records
+  KeyIndex index;  // folded-key hash -> sequence, for every live record
 };
 
 }  // namespace store
