@@ -76,7 +76,8 @@ class RecordSet {
   struct Slot {
     Slot(std::uint64_t number, DataFile::Record* built)
         : sequence(number), record(built), state(State::Built) {}
-    Slot(std::uint64_t number, std::size_t at) : sequence(number), offset(at), state(State::Encoded) {}
+    Slot(std::uint64_t number, std::size_t at)
+        : sequence(number), offset(at), state(State::Encoded) {}
 
     std::uint64_t sequence;  // ascending along `slots`, never reused
     union {
