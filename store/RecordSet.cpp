@@ -204,7 +204,8 @@ void RecordSet::buildIndex() {
   indexed = true;
 }
 
-// Out of memory while indexing: the next search builds the index anew.
+// The next search builds the index anew: after a load, which need not pay
+// for it, or when memory ran out while indexing.
 void RecordSet::dropIndex() {
   indexed = false;
   index.clear();

@@ -1,13 +1,14 @@
 // The records of a DataFile in memory: an ordered sequence (file order, then
 // insertion order) with constant-time access by position, and a hash index of
 // the keys folded as compare folds them (A-Z onto a-z, cut at the first null
-// unit), so that finding a key takes constant time on average.
+// unit), so that finding a key takes one probe of the index on average (and
+// a binary search from a record's sequence number to its position).
 //
 // A record handed out by reference (at) may have its key changed by the
-// caller at any time afterwards. Every stored record knows its set and its
-// sequence number, so such a change is reported (keyChanged) and moves that
-// one entry of the index: the index always holds every live record under its
-// current key.
+// caller at any time afterwards. Every record object the set holds knows the
+// set and its own sequence number, so such a change is reported (keyChanged)
+// and moves that record's one entry in the index: the index always holds
+// every live record under its current key.
 //
 // Records loaded from a file stay in the file's bytes until someone needs the
 // object: a record is built when it is handed out, and a record never built
@@ -17,7 +18,9 @@
 // Removal leaves a hole that the next positional access closes, so removing
 // many records costs one compaction, not one shift each.
 //
-// Not thread-safe: DataFile calls it under its lock.
+// Not thread-safe: DataFile calls it under its lock, and a key change through
+// a handed-out record reaches it under whatever lock that record's user
+// holds (a FileLock, when the DataFile is shared).
 #ifndef LUMBREL_STORE_RECORD_SET_H
 #define LUMBREL_STORE_RECORD_SET_H
 
