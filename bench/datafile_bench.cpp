@@ -4,7 +4,8 @@
 // keys in memory. Plain I/O reads the file with fread, removes it and writes
 // it anew with fwrite, which is the least a store that replaces its file can
 // do. Like the store, it reads into a fresh buffer each time. Removal by key
-// shows that neither insert nor remove walks the records.
+// shows that neither insert nor remove walks the records, and inserts after a
+// listing that listing does not make them walk.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -155,11 +156,33 @@ void BM_Remove(benchmark::State& state) {
   report(state, n);
 }
 
+// A store of n records listed through operator[] (every record handed out,
+// so any of them may have its key changed), then n more inserts: listing must
+// not make later searches walk the records.
+void BM_InsertAfterListing(benchmark::State& state) {
+  const std::size_t n = static_cast<std::size_t>(state.range(0));
+  const std::vector<DataFile::Record> source = records(2 * n);
+  for (auto _ : state) {
+    state.PauseTiming();
+    DataFile file;
+    for (std::size_t i = 0; i < n; ++i) file.insert(source[i]);
+    state.ResumeTiming();
+    for (unsigned long i = 0; i < file.size(); ++i) benchmark::DoNotOptimize(&file[i]);
+    for (std::size_t i = n; i < 2 * n; ++i) file.insert(source[i]);
+    if (file.size() != 2 * n) state.SkipWithError("wrong record count");
+    state.PauseTiming();
+    file.close();
+    state.ResumeTiming();
+  }
+  report(state, n);
+}
+
 BENCHMARK(BM_OpenClose)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlainReadRewrite)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenReadOnly)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlainRead)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Insert)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Remove)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InsertAfterListing)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

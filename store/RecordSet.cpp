@@ -51,9 +51,7 @@ void RecordSet::clear() {
   loaded = ByteBuffer();
   live = 0;
   holes = 0;
-  indexed = false;
-  index.clear();
-  exposed.clear();
+  dropIndex();
 }
 
 void RecordSet::load(ByteBuffer bytes) {
@@ -78,35 +76,28 @@ void RecordSet::append(std::unique_ptr<DataFile::Record> record) {
   const std::uint64_t sequence = nextSequence++;
   slots.emplace_back(sequence, record.get());
   DataFile::Record* owned = record.release();
+  adopt(*owned, sequence);
   ++live;
   if (!indexed) return;
   try {
-    index.add(foldedKeyHash(owned->getKey()), sequence);
+    index.add(foldedKeyHash(owned->key), sequence);
   } catch (...) {
-    // Out of memory: the index is rebuilt by the next search.
-    indexed = false;
-    index.clear();
+    dropIndex();
   }
 }
 
 bool RecordSet::insert(const DataFile::Record& record) {
   std::uint64_t sequence = 0;
-  bool inIndex = false;
-  if (search(record.getKey(), foldedKeyHash(record.getKey()), sequence, inIndex)) return false;
+  if (search(record.getKey(), foldedKeyHash(record.getKey()), sequence)) return false;
   append(std::make_unique<DataFile::Record>(record));
   return true;
 }
 
 bool RecordSet::remove(const wstring& key) {
   std::uint64_t sequence = 0;
-  bool inIndex = false;
   const std::uint64_t hash = foldedKeyHash(key);
-  if (!search(key, hash, sequence, inIndex)) return false;
-  if (inIndex) {
-    index.erase(hash, sequence);
-  } else {
-    exposed.erase(std::find(exposed.begin(), exposed.end(), sequence));
-  }
+  if (!search(key, hash, sequence)) return false;
+  index.erase(hash, sequence);
   Slot* slot = find(sequence);
   if (slot->state == State::Built) delete slot->record;
   slot->record = nullptr;
@@ -123,16 +114,19 @@ DataFile::Record& RecordSet::at(std::size_t position) {
   if (holes != 0) compact();
   Slot& slot = slots[position];
   if (slot.state == State::Encoded) build(slot);
-  if (!slot.exposed) {
-    slot.exposed = true;
-    if (indexed) {
-      // Its key is still the one it was indexed under: nobody outside has
-      // been able to change it yet.
-      index.erase(foldedKeyHash(slot.record->getKey()), slot.sequence);
-      exposed.push_back(slot.sequence);
-    }
-  }
   return *slot.record;
+}
+
+void RecordSet::keyChanged(const DataFile::Record& record, std::uint64_t before) {
+  if (!indexed) return;
+  const std::uint64_t after = foldedKeyHash(record.key);
+  if (after == before) return;
+  index.erase(before, record.sequence);
+  try {
+    index.add(after, record.sequence);
+  } catch (...) {
+    dropIndex();
+  }
 }
 
 void RecordSet::encode(const std::function<void(const unsigned char*, std::size_t)>& write) const {
@@ -195,20 +189,26 @@ void RecordSet::build(Slot& slot) {
   slot.record = new DataFile::Record(decodeKey(view.key, view.keyBytes),
                                      std::vector<unsigned char>(view.data, view.data + view.dataBytes));
   slot.state = State::Built;
+  adopt(*slot.record, slot.sequence);
+}
+
+void RecordSet::adopt(DataFile::Record& record, std::uint64_t sequence) {
+  record.owner = this;
+  record.sequence = sequence;
 }
 
 void RecordSet::buildIndex() {
   index.reserve(live);
-  exposed.clear();
-  for (const Slot& slot : slots) {
-    if (slot.state == State::Removed) continue;
-    if (slot.exposed) {
-      exposed.push_back(slot.sequence);
-    } else {
-      index.add(hashOf(slot), slot.sequence);
-    }
-  }
+  for (const Slot& slot : slots)
+    if (slot.state != State::Removed) index.add(hashOf(slot), slot.sequence);
   indexed = true;
+}
+
+// The next search builds the index anew: after a load, which need not pay
+// for it, or when memory ran out while indexing.
+void RecordSet::dropIndex() {
+  indexed = false;
+  index.clear();
 }
 
 RecordSet::Slot* RecordSet::find(std::uint64_t sequence) {
@@ -224,8 +224,7 @@ void RecordSet::compact() {
   holes = 0;
 }
 
-bool RecordSet::search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence,
-                       bool& inIndex) {
+bool RecordSet::search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence) {
   if (!indexed) buildIndex();
   bool found = false;
   index.forEach(hash, [&](std::uint64_t candidate) {
@@ -233,17 +232,8 @@ bool RecordSet::search(const wstring& key, std::uint64_t hash, std::uint64_t& se
     if (keyEquals(*find(candidate), key)) {
       found = true;
       sequence = candidate;
-      inIndex = true;
     }
   });
-  for (std::uint64_t candidate : exposed) {
-    if (found && candidate > sequence) continue;
-    if (keyEquals(*find(candidate), key)) {
-      found = true;
-      sequence = candidate;
-      inIndex = false;
-    }
-  }
   return found;
 }
 

@@ -1,12 +1,14 @@
 // The records of a DataFile in memory: an ordered sequence (file order, then
 // insertion order) with constant-time access by position, and a hash index of
 // the keys folded as compare folds them (A-Z onto a-z, cut at the first null
-// unit), so that finding a key takes constant time on average.
+// unit), so that finding a key takes one probe of the index on average (and
+// a binary search from a record's sequence number to its position).
 //
 // A record handed out by reference (at) may have its key changed by the
-// caller at any time afterwards. Such a record leaves the index and joins a
-// short list of "exposed" records that every search also walks: the index
-// only ever holds keys that no one outside can have changed.
+// caller at any time afterwards. Every record object the set holds knows the
+// set and its own sequence number, so such a change is reported (keyChanged)
+// and moves that record's one entry in the index: the index always holds
+// every live record under its current key.
 //
 // Records loaded from a file stay in the file's bytes until someone needs the
 // object: a record is built when it is handed out, and a record never built
@@ -16,7 +18,9 @@
 // Removal leaves a hole that the next positional access closes, so removing
 // many records costs one compaction, not one shift each.
 //
-// Not thread-safe: DataFile calls it under its lock.
+// Not thread-safe: DataFile calls it under its lock, and a key change through
+// a handed-out record reaches it under whatever lock that record's user
+// holds (a FileLock, when the DataFile is shared).
 #ifndef LUMBREL_STORE_RECORD_SET_H
 #define LUMBREL_STORE_RECORD_SET_H
 
@@ -60,6 +64,9 @@ class RecordSet {
   bool remove(const wstring& key);
   // The record at `index` (< size()), handed out for change.
   DataFile::Record& at(std::size_t index);
+  // Called by a stored record whose key has just changed from one that
+  // hashed to `before`.
+  void keyChanged(const DataFile::Record& record, std::uint64_t before);
 
   // Hands the encoded records, in order, to `write(const unsigned char*,
   // std::size_t)` in as few pieces as it can. Raises runtime_error "failed
@@ -71,9 +78,9 @@ class RecordSet {
   enum class State : unsigned char { Encoded, Built, Removed };
   struct Slot {
     Slot(std::uint64_t number, DataFile::Record* built)
-        : sequence(number), record(built), state(State::Built), exposed(false) {}
+        : sequence(number), record(built), state(State::Built) {}
     Slot(std::uint64_t number, std::size_t at)
-        : sequence(number), offset(at), state(State::Encoded), exposed(false) {}
+        : sequence(number), offset(at), state(State::Encoded) {}
 
     std::uint64_t sequence;  // ascending along `slots`, never reused
     union {
@@ -81,18 +88,19 @@ class RecordSet {
       std::size_t offset;        // of its bytes in `loaded`, when Encoded
     };
     State state;
-    bool exposed;
   };
 
   std::uint64_t hashOf(const Slot& slot) const;
   bool keyEquals(const Slot& slot, const wstring& key) const;
   void build(Slot& slot);
+  // Makes `record` report its key changes to this set.
+  void adopt(DataFile::Record& record, std::uint64_t sequence);
   void buildIndex();
+  void dropIndex();
   Slot* find(std::uint64_t sequence);
   void compact();
-  // The sequence of the first record whose key equals `key`, and whether it
-  // was found in the index (not among the exposed records).
-  bool search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence, bool& inIndex);
+  // The sequence of the first record whose key equals `key`.
+  bool search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence);
 
   ByteBuffer loaded;  // the file's bytes, for Encoded records
   std::vector<Slot> slots;
@@ -101,8 +109,7 @@ class RecordSet {
   std::uint64_t nextSequence = 0;
   // Built on the first search, so that a load and a close never pay for it.
   bool indexed = false;
-  KeyIndex index;  // folded-key hash -> sequence, for records not exposed
-  std::vector<std::uint64_t> exposed;  // sequences of exposed live records
+  KeyIndex index;  // folded-key hash -> sequence, for every live record
 };
 
 }  // namespace store

@@ -15,10 +15,12 @@
 //
 // Thread safety: open, close, synchronize, size, insert, remove and
 // operator[] hold the object's lock. A reference from operator[] is used
-// outside it: hold a FileLock around such work when the object is shared.
+// outside it, and a key changed through it updates the object's index: hold a
+// FileLock around such work when the object is shared.
 #ifndef LUMBREL_DATA_FILE_H
 #define LUMBREL_DATA_FILE_H
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -34,15 +36,19 @@ class RecordSet;
 
 class LUMBREL_API DataFile : public File {
  public:
-  // A key and its bytes. A record is a plain value: it belongs to no store and
-  // takes no lock.
+  // A key and its bytes. A record the caller makes is a plain value that
+  // belongs to no store and takes no lock. The records operator[] hands out
+  // belong to their DataFile, which indexes them by key: a key changed through
+  // such a reference (setKey or assignment) is re-indexed at once.
   class LUMBREL_API Record {
    public:
     // Empty key, empty data.
     Record();
     // setKey(key) then setData(data); raises what setKey raises.
     Record(const wstring& key, const std::vector<unsigned char>& data);
-    // Plain copies: the key is neither trimmed nor tested.
+    // Copy key and data only: the key is neither trimmed nor tested, and the
+    // copy belongs to no store, nor does the target of an assignment change
+    // its store.
     Record(const Record& other);
     Record& operator=(const Record& other);
     virtual ~Record();
@@ -57,8 +63,14 @@ class LUMBREL_API DataFile : public File {
     virtual void setData(const std::vector<unsigned char>& value);
 
    private:
+    friend class store::RecordSet;
+
     wstring key;
     std::vector<unsigned char> data;
+    // The set that stores this record and the record's number there, so that
+    // a key change reaches the set's index; null for the caller's records.
+    store::RecordSet* owner = nullptr;
+    std::uint64_t sequence = 0;
   };
 
   // No name and no records; usable in memory only: open fails.
@@ -97,7 +109,7 @@ class LUMBREL_API DataFile : public File {
   // The record at `index` in record order; raises out_of_range "object does
   // not exist" at or past size(). The reference lives until that record is
   // removed or the next open, close or synchronize; changes through it are
-  // written by the next close.
+  // seen at once by insert and remove and written by the next close.
   Record& operator[](unsigned long index);
 
  private:
