@@ -58,7 +58,12 @@ class BenchFile {
   void rewrite(const std::string& content) const {
     std::ofstream(native_, std::ios::binary | std::ios::trunc) << content;
   }
-  Lumbrel::wstring name() const { return Lumbrel::make_wstring("Z:" + native_); }
+  // `Z:\tmp\...`: File::Path takes only a backslash after the volume as absolute.
+  Lumbrel::wstring name() const {
+    std::string windows = "Z:";
+    for (char c : native_) windows += c == '/' ? '\\' : c;
+    return Lumbrel::make_wstring(windows);
+  }
   std::size_t size() const { return size_; }
 
  private:

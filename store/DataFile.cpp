@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "store/ByteBuffer.h"
-#include "store/FileReplacement.h"
+#include "store/StoreFile.h"
 #include "store/RecordSet.h"
 
 namespace Lumbrel {
@@ -71,14 +71,7 @@ DataFile::DataFile() : File(), records(std::make_unique<store::RecordSet>()), lo
 DataFile::DataFile(const File::Path& path)
     : File(static_cast<wstring>(path)), records(std::make_unique<store::RecordSet>()), loadFailed(false) {}
 
-DataFile::~DataFile() {
-  if (!is_open()) return;
-  try {
-    close();
-  } catch (...) {
-    // A destructor reports nothing; callers who must know call close().
-  }
-}
+DataFile::~DataFile() { store::closeQuietly(*this); }
 
 void DataFile::open(unsigned long word) {
   FileLock guard(*this);
@@ -141,48 +134,19 @@ DataFile::Record& DataFile::operator[](unsigned long index) {
 }
 
 void DataFile::loadRecords() {
-  flush();
-  clear();
-  std::streambuf& buffer = *rdbuf();
-  // The whole file in one buffer: one pass of large reads, and every length
-  // field can be checked against what is really there.
-  const std::streamoff fileSize = buffer.pubseekoff(0, std::ios_base::end, std::ios_base::in);
-  if (buffer.pubseekpos(0, std::ios_base::in) != std::streampos(0))
-    throw std::runtime_error("failed to read from file");
-  store::ByteBuffer bytes(fileSize > 0 ? static_cast<std::size_t>(fileSize) : 0);
-  std::size_t used = 0;
-  while (used < bytes.size()) {
-    const std::streamsize got = buffer.sgetn(reinterpret_cast<char*>(bytes.data() + used),
-                                             static_cast<std::streamsize>(bytes.size() - used));
-    if (got <= 0) break;
-    used += static_cast<std::size_t>(got);
-  }
-  bytes.resize(used);
-  // A file that grew since its size was taken is read on to its end.
-  char more[4096];
-  for (std::streamsize got; (got = buffer.sgetn(more, sizeof more)) > 0;) {
-    bytes.resize(used + static_cast<std::size_t>(got));
-    std::memcpy(bytes.data() + used, more, static_cast<std::size_t>(got));
-    used += static_cast<std::size_t>(got);
-  }
+  // The whole file in one buffer, so that every length field can be checked
+  // against what is really there before anything is allocated for it.
+  store::ByteBuffer bytes;
+  const bool complete = store::readWholeFile(*this, bytes);
   records->load(std::move(bytes));
+  if (!complete) throw std::runtime_error("failed to read from file");
 }
 
 void DataFile::storeRecords() {
-  std::streambuf& buffer = *rdbuf();
-  records->encode([this, &buffer](const unsigned char* bytes, std::size_t count) {
-    if (buffer.sputn(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(count)) !=
-        static_cast<std::streamsize>(count)) {
-      setstate(std::ios_base::failbit);
-      throw std::runtime_error("failed to write to file");
-    }
+  records->encode([this](const unsigned char* bytes, std::size_t count) {
+    store::writeBytes(*this, bytes, count);
   });
-  // Flushed here, so that a full disk is reported while the records are still
-  // there to be written again.
-  if (buffer.pubsync() != 0) {
-    setstate(std::ios_base::failbit);
-    throw std::runtime_error("failed to write to file");
-  }
+  store::finishWriting(*this);
 }
 
 }  // namespace Lumbrel

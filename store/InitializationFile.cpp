@@ -4,9 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "store/FileReplacement.h"
 #include "store/SettingsFormat.h"
-#include "store/SettingsStream.h"
+#include "store/StoreFile.h"
 
 namespace Lumbrel {
 
@@ -15,14 +14,7 @@ InitializationFile::InitializationFile() : File(), entries(), loadFailed(false) 
 InitializationFile::InitializationFile(const File::Path& path)
     : File(static_cast<wstring>(path)), entries(), loadFailed(false) {}
 
-InitializationFile::~InitializationFile() {
-  if (!is_open()) return;
-  try {
-    close();
-  } catch (...) {
-    // A destructor reports nothing; callers who must know call close().
-  }
-}
+InitializationFile::~InitializationFile() { store::closeQuietly(*this); }
 
 bool InitializationFile::entryLess(const Entry& a, const Entry& b) {
   const long bySection = compare(a.section, b.section);
@@ -57,11 +49,12 @@ void InitializationFile::open(unsigned long word) {
 }
 
 void InitializationFile::readEntries() {
-  string bytes;
+  store::ByteBuffer bytes;
   const bool complete = store::readWholeFile(*this, bytes);
+  const char* text = reinterpret_cast<const char*>(bytes.data());
   // A line cut off by the failure is not taken.
-  if (!complete) bytes.resize(store::completeLines(bytes));
-  store::SettingsReader reader(bytes.data(), bytes.size(), store::SettingsLayout::Sectioned);
+  if (!complete) bytes.resize(store::completeLines(text, bytes.size()));
+  store::SettingsReader reader(text, bytes.size(), store::SettingsLayout::Sectioned);
   while (reader.next()) {
     entries.push_back(Entry{reader.section(), std::move(reader.key()), std::move(reader.value())});
   }
@@ -75,7 +68,10 @@ void InitializationFile::writeEntries() {
   store::SettingsWriter writer(store::SettingsLayout::Sectioned);
   for (const Entry& entry : entries) writer.add(entry.section, entry.key, entry.value);
   // Composed before the old file goes, so that it is gone for less time.
-  store::replaceFileContent(*this, [&] { store::writeWholeFile(*this, writer.bytes()); });
+  store::replaceFileContent(*this, [&] {
+    store::writeBytes(*this, writer.bytes().data(), writer.bytes().size());
+    store::finishWriting(*this);
+  });
 }
 
 void InitializationFile::close() {

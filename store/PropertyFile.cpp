@@ -4,9 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "store/FileReplacement.h"
 #include "store/SettingsFormat.h"
-#include "store/SettingsStream.h"
+#include "store/StoreFile.h"
 
 namespace Lumbrel {
 
@@ -15,14 +14,7 @@ PropertyFile::PropertyFile() : File(), entries(), loadFailed(false) {}
 PropertyFile::PropertyFile(const File::Path& path)
     : File(static_cast<wstring>(path)), entries(), loadFailed(false) {}
 
-PropertyFile::~PropertyFile() {
-  if (!is_open()) return;
-  try {
-    close();
-  } catch (...) {
-    // A destructor reports nothing; callers who must know call close().
-  }
-}
+PropertyFile::~PropertyFile() { store::closeQuietly(*this); }
 
 void PropertyFile::open(unsigned long word) {
   FileLock guard(*this);
@@ -33,11 +25,12 @@ void PropertyFile::open(unsigned long word) {
 }
 
 void PropertyFile::readEntries() {
-  string bytes;
+  store::ByteBuffer bytes;
   const bool complete = store::readWholeFile(*this, bytes);
+  const char* text = reinterpret_cast<const char*>(bytes.data());
   // A line cut off by the failure is not taken.
-  if (!complete) bytes.resize(store::completeLines(bytes));
-  store::SettingsReader reader(bytes.data(), bytes.size(), store::SettingsLayout::Flat);
+  if (!complete) bytes.resize(store::completeLines(text, bytes.size()));
+  store::SettingsReader reader(text, bytes.size(), store::SettingsLayout::Flat);
   while (reader.next())
     entries.push_back(Entry{std::move(reader.key()), std::move(reader.value())});
   if (!complete) {
@@ -51,7 +44,10 @@ void PropertyFile::writeEntries() {
   const wstring noSection;
   for (const Entry& entry : entries) writer.add(noSection, entry.key, entry.value);
   // Composed before the old file goes, so that it is gone for less time.
-  store::replaceFileContent(*this, [&] { store::writeWholeFile(*this, writer.bytes()); });
+  store::replaceFileContent(*this, [&] {
+    store::writeBytes(*this, writer.bytes().data(), writer.bytes().size());
+    store::finishWriting(*this);
+  });
 }
 
 void PropertyFile::close() {

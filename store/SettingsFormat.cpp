@@ -95,5 +95,10 @@ void SettingsWriter::add(const wstring& section, const wstring& key, const wstri
   bytes_ += '\n';
 }
 
+std::size_t completeLines(const char* bytes, std::size_t size) {
+  while (size > 0 && bytes[size - 1] != '\n') --size;
+  return size;
+}
+
 }  // namespace store
 }  // namespace Lumbrel

@@ -63,6 +63,10 @@ class SettingsReader {
   wstring value_;
 };
 
+// The length of the complete lines at the front of `size` bytes: up to and
+// with the last newline.
+std::size_t completeLines(const char* bytes, std::size_t size);
+
 // Composes the bytes of a file from entries in the order given. Names and
 // values are encoded by make_string and checked for nothing.
 class SettingsWriter {
