@@ -13,7 +13,7 @@
 #include <new>
 
 #include "platform/Event.h"
-#include "platform/posix/Deadline.h"
+#include "platform/posix/PthreadSupport.h"
 
 namespace Lumbrel {
 namespace platform {
@@ -35,20 +35,6 @@ struct EventObject {
 namespace {
 
 thread_local bool creationFails = false;
-
-// Holds the event's mutex for a scope. A thread cancelled in a condition wait
-// gets the mutex back before it unwinds, so the destructor is right on that
-// way out as well.
-class Holding {
- public:
-  explicit Holding(EventObject* event) : mutex_(&event->mutex) {}
-  ~Holding() { pthread_mutex_unlock(mutex_); }
-  Holding(const Holding&) = delete;
-  Holding& operator=(const Holding&) = delete;
-
- private:
-  pthread_mutex_t* mutex_;
-};
 
 // Counts a blocked auto-reset waiter for a scope. A waiter that leaves without
 // its release (it was cancelled) must not take a signal with it: a release no
@@ -155,7 +141,7 @@ void releaseEvent(EventObject* event) {
 
 void setEvent(EventObject* event) {
   if (event == nullptr || pthread_mutex_lock(&event->mutex) != 0) return;
-  Holding holding(event);
+  HeldMutex held(&event->mutex);
   if (!event->autoReset) {
     event->signalled = true;
     ++event->generation;
@@ -170,7 +156,7 @@ void setEvent(EventObject* event) {
 
 void resetEvent(EventObject* event) {
   if (event == nullptr || pthread_mutex_lock(&event->mutex) != 0) return;
-  Holding holding(event);
+  HeldMutex held(&event->mutex);
   event->signalled = false;
 }
 
@@ -179,7 +165,7 @@ EventWait waitEvent(EventObject* event, std::uint32_t milliseconds) {
   const bool limited = milliseconds != kWaitForever;
   const timespec deadline = limited ? monotonicDeadline(milliseconds) : timespec{};
   if (pthread_mutex_lock(&event->mutex) != 0) return EventWait::failed;
-  Holding holding(event);
+  HeldMutex held(&event->mutex);
   if (event->signalled) {
     if (event->autoReset) event->signalled = false;
     return EventWait::signalled;

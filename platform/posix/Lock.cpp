@@ -8,7 +8,7 @@
 #include <new>
 
 #include "platform/Lock.h"
-#include "platform/posix/Deadline.h"
+#include "platform/posix/PthreadSupport.h"
 
 namespace Lumbrel {
 namespace platform {

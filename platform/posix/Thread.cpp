@@ -13,6 +13,7 @@
 #include <new>
 
 #include "platform/Thread.h"
+#include "platform/posix/PthreadSupport.h"
 
 namespace Lumbrel {
 namespace platform {
@@ -39,19 +40,6 @@ void dropReference(ThreadObject* thread) {
   }
 }
 
-// Holds a mutex for a scope. A thread cancelled in a condition wait gets the
-// mutex back before it unwinds, so this is right on that way out as well.
-class Holding {
- public:
-  explicit Holding(pthread_mutex_t* mutex) : mutex_(mutex) { pthread_mutex_lock(mutex_); }
-  ~Holding() { pthread_mutex_unlock(mutex_); }
-  Holding(const Holding&) = delete;
-  Holding& operator=(const Holding&) = delete;
-
- private:
-  pthread_mutex_t* mutex_;
-};
-
 // Restores the caller's cancellation state at the end of a scope in which it
 // cannot be cancelled.
 class NoCancellation {
@@ -72,7 +60,8 @@ class Ending {
   explicit Ending(ThreadObject* thread) : thread_(thread) {}
   ~Ending() {
     {
-      Holding holding(&thread_->mutex);
+      pthread_mutex_lock(&thread_->mutex);
+      HeldMutex held(&thread_->mutex);
       thread_->ended = true;
       pthread_cond_broadcast(&thread_->endedCondition);
     }
@@ -104,7 +93,8 @@ void* startRoutine(void* parameter) {
   const Ending ending(startup->thread);
   *startup->id = static_cast<unsigned long>(gettid());
   {
-    Holding holding(&startup->mutex);
+    pthread_mutex_lock(&startup->mutex);
+    HeldMutex held(&startup->mutex);
     startup->idStored = true;
     pthread_cond_signal(&startup->ready);
   }
@@ -130,7 +120,8 @@ ThreadObject* startThread(ThreadEntry entry, void* context, unsigned long* id) {
       delete object;
       return nullptr;
     }
-    Holding holding(&startup.mutex);
+    pthread_mutex_lock(&startup.mutex);
+    HeldMutex held(&startup.mutex);
     while (!startup.idStored) pthread_cond_wait(&startup.ready, &startup.mutex);
   }
   pthread_cond_destroy(&startup.ready);
@@ -161,7 +152,8 @@ void* joinThread(ThreadObject* thread) {
   } guard{thread->thread};
   if (pthread_equal(thread->thread, pthread_self())) return nullptr;
   {
-    Holding holding(&thread->mutex);
+    pthread_mutex_lock(&thread->mutex);
+    HeldMutex held(&thread->mutex);
     while (!thread->ended) pthread_cond_wait(&thread->endedCondition, &thread->mutex);
   }
   NoCancellation atTheEnd;
