@@ -19,13 +19,10 @@ constexpr const char* kEmpty = "null or empty string passed as file path";
 constexpr const char* kUndetermined = "cannot determine path";
 
 // A process whose executable has the given file name.
-class ProcessAt : public Lumbrel::platform::PlatformWrapper {
- public:
-  explicit ProcessAt(const char* fileName) : fileName_(W(fileName)) {}
-  wstring processFileName() override { return fileName_; }
-
- private:
-  wstring fileName_;
+struct ProcessAt : Lumbrel::platform::PlatformWrapper {
+  explicit ProcessAt(const char* name) : fileName(W(name)) {}
+  wstring processFileName() override { return fileName; }
+  wstring fileName;
 };
 
 // The three fields joined by `|`, so that a mismatch shows them all.
@@ -41,10 +38,7 @@ class AgentPathTest : public ::testing::Test {
 };
 
 TEST_F(AgentPathTest, SplitsIntoVolumeDirectoryAndName) {
-  const struct {
-    const char* given;
-    const char* expected;
-  } rows[] = {
+  const std::pair<const char*, const char*> rows[] = {
       {"c:\\data\\run.log", "C:|\\data\\|run.log"},
       {"c:\\", "C:|\\|"},
       {"c:\\data\\", "C:|\\data\\|"},
@@ -54,27 +48,21 @@ TEST_F(AgentPathTest, SplitsIntoVolumeDirectoryAndName) {
       {"..\\run.log", "D:|\\svc\\|run.log"},
       {"C:/data/run.log", "D:|\\svc\\bin\\C:\\data\\|run.log"},
       {"\\\\host\\share\\run.log", "D:|\\svc\\bin\\host\\share\\|run.log"},
-      // Absolute text keeps its `.` and its case; only the volume letter rises.
-      {"c:\\a/b//C\\.\\d", "C:|\\a\\b\\C\\.\\|d"},
       // Relative text, `c:` alone included, resolves below the executable and
       // never above the volume's root.
       {"c:", "D:|\\svc\\bin\\|c:"},
-      {"logs/", "D:|\\svc\\bin\\logs\\|"},
       {"\\run.log", "D:|\\svc\\bin\\|run.log"},
       {"..\\..\\..\\..\\run.log", "D:|\\|run.log"},
       {".\\a\\.\\b\\..\\...\\..c", "D:|\\svc\\bin\\a\\...\\|..c"},
-      {"..", "D:|\\|svc"},
-      {"d\xC3\xA9j\xC3\xA0.log", "D:|\\svc\\bin\\|d\xC3\xA9j\xC3\xA0.log"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.given);
-    EXPECT_EQ(fields(File::Path(row.given)), row.expected);
-    EXPECT_EQ(fields(File::Path(std::string(row.given))), row.expected);
-    EXPECT_EQ(fields(File::Path(W(row.given))), row.expected);
-    EXPECT_EQ(fields(File::Path(W(row.given).c_str())), row.expected);
+  for (const auto& [given, expected] : rows) {
+    SCOPED_TRACE(given);
+    for (const File::Path& path : {File::Path(given), File::Path(std::string(given)),
+                                   File::Path(W(given)), File::Path(W(given).c_str())})
+      EXPECT_EQ(fields(path), expected);
   }
-  const wstring behindNull = W("run.log") + wstring(1, 0) + W("\\more");
-  EXPECT_EQ(fields(File::Path(behindNull)), "D:|\\svc\\bin\\|run.log");
+  EXPECT_EQ(fields(File::Path(W("run.log") + wstring(1, 0) + W("\\more"))),
+            "D:|\\svc\\bin\\|run.log");
 }
 
 TEST_F(AgentPathTest, EmptyOrOverlongTextIsRefused) {
@@ -84,55 +72,42 @@ TEST_F(AgentPathTest, EmptyOrOverlongTextIsRefused) {
                    kEmpty);
   EXPECT_THROW_MSG(File::Path{wstring(3, 0)}, std::invalid_argument, kEmpty);
   // `D:\svc\bin\` is 11 units: 248 more make 259, the most that fits with the
-  // terminator.
+  // terminator. The joined text is cut at 260 units before it is resolved.
   const std::string fits(248, 'x');
   EXPECT_EQ(Lumbrel::make_string(File::Path(fits).getName()), fits);
   EXPECT_THROW_MSG(File::Path{fits + "y"}, std::invalid_argument, kUndetermined);
-  // The joined text is cut at 260 units before it is resolved: a `..` beyond
-  // them is never seen, and one within them does not bring back what was cut.
   EXPECT_THROW_MSG(File::Path{fits + "yy\\..\\..\\a"}, std::invalid_argument, kUndetermined);
-  EXPECT_EQ(File::Path("q\\..\\" + fits).getName(), wstring(244, 'x'));
 }
 
-TEST(PathTest, TextAnchoredNowhereCannotBeDetermined) {
+TEST(PathTest, ResolvesAgainstOtherExecutables) {
   for (const char* fileName : {"", "agent.exe", "D:agent.exe"}) {
     SCOPED_TRACE(fileName);
     ProcessAt process(fileName);
     Lumbrel::platform::ScopedPlatform installed(process);
     EXPECT_THROW_MSG(File::Path{"run.log"}, std::invalid_argument, kUndetermined);
     // Text that is full by itself needs no anchor.
-    EXPECT_EQ(fields(File::Path("C:/data/run.log")), "C:|\\data\\|run.log");
     EXPECT_EQ(fields(File::Path("\\\\host\\share\\run.log")), "Host|\\share\\|run.log");
   }
-}
-
-TEST(PathTest, ExecutableOnANetworkShare) {
+  // On a network share the host becomes the volume, and `..` never climbs above the share.
   ProcessAt process("\\\\server\\share\\app.exe");
   Lumbrel::platform::ScopedPlatform installed(process);
-  // The host becomes the volume, and `..` never climbs above the share.
   EXPECT_EQ(fields(File::Path("run.log")), "Server|\\share\\|run.log");
   EXPECT_EQ(fields(File::Path("..\\..\\..\\x")), "Server|\\share\\|x");
 }
 
 TEST(PathTest, EqualityIgnoresCaseAndHowTheFieldsAreCut) {
   EXPECT_TRUE(File::Path() == File::Path());
-  const File::Path upper("C:\\DATA\\Run.Log");
-  const File::Path lower("c:\\data\\run.log");
+  const File::Path upper("C:\\DATA\\Run.Log"), lower("c:\\data\\run.log");
   EXPECT_TRUE(upper == lower);
-  EXPECT_FALSE(upper != lower);
   EXPECT_EQ(upper.getDirectory(), W("\\DATA\\"));
   EXPECT_TRUE(lower != File::Path("c:\\data\\run.lo"));
-  File::Path cut;
-  cut.setVolume(W("C:\\data"));
-  cut.setDirectory(W("\\run"));
-  cut.setName(W(".log"));
-  EXPECT_TRUE(cut == lower);
 }
 
 TEST(PathTest, SettersCopiesAndInsertionTakeFieldsAsGiven) {
   File::Path path("c:\\data\\run.log");
   path.setDirectory(W("\\logs"));
   EXPECT_EQ(static_cast<wstring>(path), W("C:\\logsrun.log"));
+  EXPECT_TRUE(path == File::Path("c:\\LOGSRUN.LOG"));  // the composed texts are compared
   path.setVolume(W("x"));
   path.setName(W("a/b\\.."));
   // Copies and assignments parse nothing again.
@@ -147,27 +122,24 @@ TEST(PathTest, SettersCopiesAndInsertionTakeFieldsAsGiven) {
 }
 
 TEST(RealPathTest, RelativeNamesLieBesideTheExecutableWhateverTheWorkingDirectory) {
-  const std::filesystem::path beside = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  std::string directory = "Z:";
-  for (char c : beside.string() + "/") directory += c == '/' ? '\\' : c;
-  const wstring before = File::Path("run.log");
-  EXPECT_EQ(before, W((directory + "run.log").c_str()));
-
+  namespace fs = std::filesystem;
+  const fs::path beside = fs::read_symlink("/proc/self/exe").parent_path();
+  std::string expected = "Z:";
+  for (char c : (beside / "run.log").string()) expected += c == '/' ? '\\' : c;
+  EXPECT_EQ(static_cast<wstring>(File::Path("run.log")), W(expected.c_str()));
   lumbrel_test::TempDir elsewhere;
   struct Restore {
-    std::filesystem::path saved = std::filesystem::current_path();
-    ~Restore() { std::filesystem::current_path(saved); }
+    fs::path saved = fs::current_path();
+    ~Restore() { fs::current_path(saved); }
   } restore;
-  std::filesystem::current_path(elsewhere.path());
-  EXPECT_EQ(static_cast<wstring>(File::Path("run.log")), before);
+  fs::current_path(elsewhere.path());
+  const wstring composed = File::Path("run.log");
+  EXPECT_EQ(composed, W(expected.c_str()));
   // The file operations find the file there too.
-  const std::string leaf = "path_test.tmp";
-  const wstring composed = File::Path(leaf);
   ASSERT_TRUE(File::create(composed));
-  EXPECT_TRUE(std::filesystem::exists(beside / leaf));
-  EXPECT_TRUE(File::exists(composed));
+  EXPECT_TRUE(fs::exists(beside / "run.log") && File::exists(composed));
   EXPECT_TRUE(File::remove(composed));
-  EXPECT_FALSE(std::filesystem::exists(beside / leaf));
+  EXPECT_FALSE(fs::exists(beside / "run.log"));
 }
 
 }  // namespace
