@@ -41,7 +41,7 @@ TEST(SettingsFormatTest, SectionHeaderTable) {
         << row.first;
 }
 
-TEST(SettingsFormatTest, KeyLineTable) {
+TEST(SettingsFormatTest, KeyLineTableAndFlatLayout) {
   const std::pair<const char*, const char*> rows[] = {
       {"port=80", "port|80"},   {"port = 80", "port | 80"}, {"  port=80  ", "port|80"},
       {"path=a=b", "path|a=b"}, {"port=", "port|"},         {"=80", nullptr},
@@ -53,9 +53,7 @@ TEST(SettingsFormatTest, KeyLineTable) {
     EXPECT_EQ(parse(row.first), Entries{}) << row.first;  // before the first header
   }
   EXPECT_EQ(parse("[S]\n\n\n; a=1\n  #b=2\nstray text\n \t \n"), Entries{});
-}
-
-TEST(SettingsFormatTest, FlatLayoutHasNoHeaders) {
+  // The flat layout has no headers.
   EXPECT_EQ(parse("a=0\n[Net]\na=1\n[a=b]\n; c=d\n\n=e\n", SettingsLayout::Flat),
             (Entries{"|a|0", "|a|1", "|[a|b]"}));
 }
@@ -63,7 +61,6 @@ TEST(SettingsFormatTest, FlatLayoutHasNoHeaders) {
 TEST(SettingsFormatTest, LinesAreSplitOnBytesBeforeDecoding) {
   // A byte order mark is text of the first line, so the header there is none.
   EXPECT_EQ(parse("\xEF\xBB\xBF[Net]\nport=80\n"), Entries{});
-  EXPECT_EQ(parse("\xEF\xBB\xBFk=v\n", SettingsLayout::Flat), Entries{"|\xEF\xBB\xBFk|v"});
   EXPECT_EQ(parse("[Net]\r\nport=80\r\n"), Entries{"Net]\r|port|80\r"});
   const char withNul[] = "[S]\nk=a\0b\nx\0y=1\n\0z=2\n";  // a NUL ends its name or value
   EXPECT_EQ(parse(std::string(withNul, sizeof withNul - 1)), (Entries{"S|k|a", "S|x|1"}));
@@ -79,10 +76,6 @@ TEST(SettingsFormatTest, WriterComposesHeadersByRunsOfSections) {
   writer.add(W("Straße"), W("grüße"), W("€"));
   EXPECT_EQ(writer.bytes(),
             "[Disk]\npath=a=b\n[Net]\nport = 80\nhost=\n[Disk]\n=\n[Straße]\ngrüße=€\n");
-  SettingsWriter flat(SettingsLayout::Flat);
-  flat.add(W("ignored"), W("zebra"), W("1"));
-  flat.add(W("other"), W("[a"), W("b]"));
-  EXPECT_EQ(flat.bytes(), "zebra=1\n[a=b]\n");
 }
 
 }  // namespace
