@@ -75,7 +75,6 @@ TEST(RealSystemTest, NamesOfThisMachineAndProcess) {
       "\\" + std::filesystem::read_symlink("/proc/self/exe").filename().string();
   const std::string processName = Lumbrel::make_string(System::getProcessFileName());
   ASSERT_GT(processName.size(), expected.size());
-  EXPECT_EQ(processName.substr(0, 3), "Z:\\");
   EXPECT_EQ(processName.substr(processName.size() - expected.size()), expected);
   EXPECT_LE(System::getName().size(), 15U);
 }
