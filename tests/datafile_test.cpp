@@ -52,7 +52,8 @@ TEST_F(DataFileTest, RoundTripsKeepUnitsOrderAndEveryByte) {
   for (const wstring& key : units) file.insert(Record(key, {}));
   file[0].setData({1, 2});
   file.close();  // empty data as the last record
-  EXPECT_EQ(readFile(dir.native("units")).substr(0, 14), std::string("\4\0\0\0\0a\0b\2\0\0\0\1\2", 14));
+  EXPECT_EQ(readFile(dir.native("units")).substr(0, 14),
+            std::string("\4\0\0\0\0a\0b\2\0\0\0\1\2", 14));
   file.open(File::MODE_READ);
   EXPECT_EQ(keys(file), units);
   EXPECT_EQ(file[0].getData(), (Bytes{1, 2}));
@@ -103,9 +104,12 @@ TEST_F(DataFileTest, ModesDecideLoadingAndWritingAndSynchronizeWrites) {
   const std::string original = encoded("kept", "k"), added = encoded("new", "");
   // Mode, whether the file is there, whether open succeeds, the file written.
   const std::tuple<unsigned long, bool, bool, std::string> cases[] = {
-      {File::MODE_READ, true, true, original}, {File::MODE_READ, false, false, ""},
-      {0, true, false, original},              {RW, true, true, original + added},
-      {RW, false, true, added},                {File::MODE_WRITE, true, true, added}};
+      {File::MODE_READ, true, true, original},
+      {File::MODE_READ, false, false, ""},
+      {0, true, false, original},
+      {RW, true, true, original + added},
+      {RW, false, true, added},
+      {File::MODE_WRITE, true, true, added}};
   for (const auto& [mode, present, opens, written] : cases) {
     SCOPED_TRACE(testing::Message() << mode << (present ? " present" : " missing"));
     std::remove(dir.native("f").c_str());
