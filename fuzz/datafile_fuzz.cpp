@@ -16,47 +16,41 @@
 
 namespace {
 
-using Lumbrel::DataFile;
-using Records = std::vector<std::unique_ptr<DataFile::Record>>;
+using Bytes = std::vector<unsigned char>;
+using Records = std::vector<std::unique_ptr<Lumbrel::DataFile::Record>>;
 
-std::vector<unsigned char> encode(const Records& records) {
-  std::size_t total = 0;
-  for (const auto& record : records) total += Lumbrel::store::encodedSize(*record);
-  std::vector<unsigned char> bytes(total);
-  unsigned char* out = bytes.data();
-  for (const auto& record : records) out = Lumbrel::store::encodeRecord(*record, out);
-  return bytes;
-}
-
-Records decode(const unsigned char* data, std::size_t size, bool& failed) {
-  Records records;
+// Decodes `bytes` up to their end or the first damage (`failed` tells which)
+// into `records`, and gives those encoded again.
+Bytes recode(const Bytes& bytes, bool& failed, Records& records) {
   failed = false;
   try {
-    Lumbrel::store::decodeRecords(data, size, [&records](std::unique_ptr<DataFile::Record> r) {
-      records.push_back(std::move(r));
+    Lumbrel::store::decodeRecords(bytes.data(), bytes.size(), [&records](auto record) {
+      records.push_back(std::move(record));
     });
   } catch (const std::exception&) {
     failed = true;
   }
-  return records;
+  Bytes out;
+  for (const auto& record : records) {
+    const std::size_t at = out.size();
+    out.resize(at + Lumbrel::store::encodedSize(*record));
+    Lumbrel::store::encodeRecord(*record, out.data() + at);
+  }
+  return out;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  bool failed = false;
-  const Records first = decode(data, size, failed);
-  const bool firstFailed = failed;
-  const std::vector<unsigned char> once = encode(first);
+  bool failed = false, again = false;
+  Records first, second, third;
+  const Bytes once = recode(Bytes(data, data + size), failed, first);
   // Keys are cut at a null unit when written, so compare after one more pass.
-  const Records second = decode(once.data(), once.size(), failed);
-  if (failed || second.size() != first.size()) std::abort();
-  const std::vector<unsigned char> twice = encode(second);
-  const Records third = decode(twice.data(), twice.size(), failed);
-  if (failed || encode(third) != twice) std::abort();
-  for (std::size_t i = 0; i < first.size(); ++i) {
+  const Bytes twice = recode(once, again, second);
+  if (again || second.size() != first.size()) std::abort();
+  for (std::size_t i = 0; i < first.size(); ++i)
     if (second[i]->getData() != first[i]->getData()) std::abort();
-  }
+  if (recode(twice, again, third) != twice || again) std::abort();
 
   Lumbrel::store::RecordSet set;
   Lumbrel::store::ByteBuffer input(size);
@@ -67,11 +61,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const std::exception&) {
     setFailed = true;
   }
-  if (setFailed != firstFailed || set.size() != first.size()) std::abort();
-  std::vector<unsigned char> written;
+  Bytes written;
   set.encode([&written](const unsigned char* bytes, std::size_t count) {
     written.insert(written.end(), bytes, bytes + count);
   });
-  if (written != once) std::abort();
+  if (setFailed != failed || written != once) std::abort();
   return 0;
 }

@@ -11,9 +11,7 @@
 #include "TestSupport.h"
 #include "store/RecordSet.h"
 
-using Lumbrel::DataFile;
 using Lumbrel::store::RecordSet;
-using lumbrel_test::W;
 
 namespace {
 
@@ -36,7 +34,7 @@ Bytes operator+(Bytes a, const Bytes& b) {
 
 void load(RecordSet& set, const Bytes& bytes) {
   Lumbrel::store::ByteBuffer buffer(bytes.size());
-  if (!bytes.empty()) std::memcpy(buffer.data(), bytes.data(), bytes.size());
+  std::memcpy(buffer.data(), bytes.data(), bytes.size());
   set.load(std::move(buffer));
 }
 
@@ -48,22 +46,14 @@ Bytes written(const RecordSet& set) {
   return out;
 }
 
-TEST(DataFileFormatTest, UnitsAreBigEndianAndKeysEndAtTheFirstNull) {
+// Units are written big-endian and a key ends at its first null unit. Keys
+// load with space, tab and newline trimmed (nothing else); blanks alone stay.
+TEST(DataFileFormatTest, KeysAreBigEndianCutAtANullAndTrimmedWhenLoaded) {
   RecordSet set;
-  set.insert(DataFile::Record({0x4E2D, 0x00FF}, {7}));
-  Lumbrel::wstring cut = W("ab c");
-  cut[2] = 0;  // what follows a null unit is no part of the key as text
-  set.insert(DataFile::Record(cut, {}));
-  EXPECT_EQ(written(set), frame({0x4E, 0x2D, 0x00, 0xFF}, {7}) + frame({0, 'a', 0, 'b'}, {}));
-}
+  set.insert(Lumbrel::DataFile::Record({0x4E2D, 0x00FF, 0, 'c'}, {7}));
+  EXPECT_EQ(written(set), frame({0x4E, 0x2D, 0x00, 0xFF}, {7}));
 
-TEST(DataFileFormatTest, PaddedKeysLoadTrimmedAndBlanksAloneStay) {
-  RecordSet set;
-  // Space, tab and newline are trimmed, nothing else.
   load(set, frame({0, ' ', 0, '\r', 0, 'a', 0, '\n', 0, '\t'}, {1}) + frame({0, ' ', 0, ' '}, {}));
-  ASSERT_EQ(set.size(), 2U);
-  EXPECT_EQ(set.at(0).getKey(), W("\ra"));
-  EXPECT_EQ(set.at(1).getKey(), W("  "));
   EXPECT_EQ(written(set), frame({0, '\r', 0, 'a'}, {1}) + frame({0, ' ', 0, ' '}, {}));
 }
 
@@ -76,21 +66,17 @@ TEST(DataFileFormatTest, DamageFailsWithTheRecordsBeforeIt) {
       {3, 0, 0, 0, 0, 'x', 'y', 0, 0, 0, 0}};           // odd key length
   for (std::size_t cut = 1; cut < next.size(); ++cut)
     damaged.emplace_back(next.begin(), next.begin() + static_cast<std::ptrdiff_t>(cut));
+  RecordSet set;
   for (const Bytes& damage : damaged) {
-    RecordSet set;
     EXPECT_THROW_MSG(load(set, good + damage), std::runtime_error, "failed to read from file");
-    ASSERT_EQ(set.size(), 1U);
-    EXPECT_EQ(set.at(0).getKey(), W("ok"));
+    EXPECT_EQ(written(set), good);
   }
   // Empty, and a blank in front of a null unit: nothing is left of either.
-  RecordSet set;
   for (const Bytes& key : {Bytes{}, Bytes{0, ' ', 0, 0, 0, 'x'}}) {
     EXPECT_THROW_MSG(load(set, good + frame(key, {1}) + next), std::invalid_argument,
                      "zero length key");
-    EXPECT_EQ(set.size(), 1U);
+    EXPECT_EQ(written(set), good);
   }
-  load(set, {});  // no bytes: no records
-  EXPECT_EQ(set.size(), 0U);
 }
 
 }  // namespace

@@ -46,49 +46,35 @@ TEST(DumpTextTest, FaultsNameTheirLine) {
       {"\xC0\x80\t1\n", "line 1: invalid UTF-8 at byte 1 of the key"},
       {"a\t1\r\n", "line 1: control character at byte 2 of the data"},
   };
-  for (const auto& [text, message] : rows) {
-    EXPECT_THROW_MSG(parseDump(text), DumpError, message);
-  }
+  for (const auto& [text, message] : rows) EXPECT_THROW_MSG(parseDump(text), DumpError, message);
 }
 
-TEST(ArgumentsTest, ReadsCommandsVerbsOperandsAndOptions) {
+// Behind --, a leading '-' is text (behind the first operand too: the tool's
+// own test sets a value "-8"). File arguments become library names from the
+// working directory.
+TEST(ArgumentsTest, ReadsOperandsOptionsAndFileNames) {
   const Invocation get = parseArguments({"data", "get", "-e", "f.dat", "k"});
   EXPECT_EQ(get.command + " " + get.verb, "data get");
-  EXPECT_TRUE(get.escapedKey);
   EXPECT_EQ(get.operands, (std::vector<std::string>{"f.dat", "k"}));
-
-  // Behind the first operand, and behind --, a leading '-' is text.
-  EXPECT_EQ(parseArguments({"ini", "set", "f", "s", "k", "-5"}).operands.back(), "-5");
   EXPECT_EQ(parseArguments({"props", "set", "--", "-f", "k", "v"}).operands.front(), "-f");
-  EXPECT_EQ(parseArguments({"uuid", "-n", "3"}).count, 3U);
   EXPECT_TRUE(parseArguments({"ini", "get", "--help"}).help);
-}
 
-TEST(ArgumentsTest, RefusesWrongCommandLinesWithTheUsageOfTheCommand) {
-  const std::pair<std::vector<std::string>, const char*> rows[] = {
-      {{"data", "get", "f.dat"}, "too few arguments | usage: lumbrel data get [-e] FILE KEY\n"},
-      {{"ini", "get", "-e", "f", "s", "k"},
-       "unknown option '-e' | usage: lumbrel ini get FILE SECTION KEY\n"},
-      {{"uuid", "-n", "0"},
-       "-n wants a number from 1 to 1000000, not '0' | usage: lumbrel uuid [-n N]\n"},
-  };
-  for (const auto& [arguments, expected] : rows) {
-    try {
-      parseArguments(arguments);
-      ADD_FAILURE() << expected;
-    } catch (const UsageError& error) {
-      EXPECT_EQ(std::string(error.what()) + " | " + error.usage, expected);
-    }
-  }
-  EXPECT_THROW(parseArguments({"frobnicate"}), UsageError);
-}
-
-TEST(ArgumentsTest, FileArgumentsBecomeLibraryNamesFromTheWorkingDirectory) {
   EXPECT_EQ(libraryFileName("/home/u/", "sub/../b.dat"), "Z:\\home\\u\\sub\\..\\b.dat");
   EXPECT_EQ(libraryFileName("/home/u", "/etc/x.ini"), "Z:\\etc\\x.ini");
   EXPECT_THROW(libraryFileName("/home/u", ""), UsageError);
   EXPECT_THROW(libraryFileName("/home/u", "a\\b"), UsageError);
   EXPECT_THROW(libraryFileName("/home/back\\slash", "a"), UsageError);
+}
+
+// The usage line that goes with a refusal is checked by the tool's own test.
+TEST(ArgumentsTest, RefusesWrongCommandLines) {
+  const std::pair<std::vector<std::string>, const char*> rows[] = {
+      {{"ini", "get", "-e", "f", "s", "k"}, "unknown option '-e'"},
+      {{"uuid", "-n", "0"}, "-n wants a number from 1 to 1000000, not '0'"},
+  };
+  for (const auto& [arguments, message] : rows)
+    EXPECT_THROW_MSG(parseArguments(arguments), UsageError, message);
+  EXPECT_THROW(parseArguments({"frobnicate"}), UsageError);
 }
 
 }  // namespace
