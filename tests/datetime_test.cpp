@@ -140,16 +140,10 @@ TEST(DateTimeTest, OtherSources) {
   // before the epoch: a moment, not a failure.
   useZone("IST-5:30");
   std::tm t{};
-  t.tm_year = 70;
-  t.tm_mday = 1;
-  t.tm_hour = 5;
-  t.tm_min = 29;
-  t.tm_sec = 59;
+  ::strptime("1970-01-01 05:29:59", "%Y-%m-%d %H:%M:%S", &t);
   EXPECT_EQ(DateTime(t, 3).getOffset(), 5);
-  t.tm_mon = 1;
-  t.tm_mday = 31;
-  t.tm_sec = 60;
-  EXPECT_EQ(fields(DateTime(t, 3)), "1970 2 31 5 29 60");
+  ::strptime("2004-02-31 23:59:60", "%Y-%m-%d %H:%M:%S", &t);
+  EXPECT_EQ(fields(DateTime(t, 3)), "2004 2 31 23 59 60");
   t.tm_year = std::numeric_limits<int>::max();  // the months carry past the last year
   t.tm_mon = 23;
   EXPECT_EQ(DateTime(t, 3).getOffset(), 0);  // no second for it, and no failure
