@@ -19,7 +19,6 @@
 
 using Lumbrel::Event;
 using Lumbrel::Thread;
-using lumbrel_test::becomesBlocked;
 
 namespace {
 
@@ -32,33 +31,27 @@ struct SignalOnExit {
   ~SignalOnExit() { event.signal(); }
 };
 
-class Probe;
+struct Probe;
 using Body = std::function<void(Probe&)>;
 
 // Runs `body` (by default: waits for `go`), returns its argument and notes how
 // far it got.
-class Probe : public Thread {
- public:
-  explicit Probe(Body body = [](Probe& self) { self.go.wait(kForever); })
-      : body_(std::move(body)) {}
+struct Probe : Thread {
+  explicit Probe(Body what = [](Probe& self) { self.go.wait(kForever); }) : body(std::move(what)) {}
+  void* run(void* argument) override {
+    SignalOnExit guard{left};
+    idInRun = getCurrentThreadId();
+    ++runs;
+    body(*this);
+    finished = true;
+    return argument;
+  }
+  const Body body;
   Event go{false};
   Event left{false};  // run was left, by returning or by unwinding
   std::atomic<int> runs{0};
   std::atomic<bool> finished{false};  // the body returned
   std::atomic<unsigned long> idInRun{0};
-
- protected:
-  void* run(void* argument) override {
-    SignalOnExit guard{left};
-    idInRun = getCurrentThreadId();
-    ++runs;
-    body_(*this);
-    finished = true;
-    return argument;
-  }
-
- private:
-  Body body_;
 };
 
 // run was left, also by unwinding, and the thread has ended, so nothing of it
@@ -69,8 +62,8 @@ bool endsAfterLeavingRun(Probe& probe) {
          lumbrel_test::eventually([&] { return !std::ifstream(stat).good(); });
 }
 
-// Every call in every state. Fresh and FreshDetached: join, abort and a
-// further detach do nothing, and a failed start may be tried again; the
+// Every row of the transition table. Fresh and FreshDetached: join, abort and
+// a further detach do nothing, and a failed start may be tried again; the
 // thread made then is Joinable, or Released at once when detached before.
 // Joinable: start makes nothing more; join, detach and abort each lead to
 // Released, where start, join, detach and abort do nothing.
@@ -85,18 +78,15 @@ TEST(ThreadTest, Transitions) {
     Lumbrel::platform::failThreadCreation(true);
     EXPECT_FALSE(probe.start());
     Lumbrel::platform::failThreadCreation(false);
-    int first = 1;
-    int second = 2;
+    int first = 0, second = 0;
     ASSERT_TRUE(probe.start(&first));
     EXPECT_TRUE(probe.start(&second));
     // start returned with the id in place; the thread waits for `go`.
-    ASSERT_TRUE(becomesBlocked(probe.getThreadId()));
+    ASSERT_TRUE(lumbrel_test::becomesBlocked(probe.getThreadId()));
     if (path == Path::detach) probe.detach();
     if (path == Path::abort) probe.abort();
-    if (path == Path::join) {
-      probe.go.signal();
-      EXPECT_EQ(probe.join(), &first);
-    }
+    if (path == Path::join) probe.go.signal();
+    EXPECT_EQ(probe.join(), path == Path::join ? &first : nullptr);
     EXPECT_EQ(probe.join(), nullptr);
     probe.detach();
     probe.abort();
@@ -111,24 +101,21 @@ TEST(ThreadTest, Transitions) {
 }
 
 // abort ends a thread at a cancellation point by unwinding its stack. The
-// aborted waiter takes neither a signal nor the lock with it, and a cancelled
-// join gives the joined thread's handle up all the same.
+// aborted waiter takes neither a signal nor the lock with it.
 TEST(ThreadTest, AbortEndsBlockedThreads) {
   Event wakeUp;  // auto-reset
   Lumbrel::Mutex mutex;
   mutex.lock();
   Probe target;
   ASSERT_TRUE(target.start());
-  const Body bodies[] = {
-      [&](Probe&) { wakeUp.wait(kForever); },
-      [](Probe&) { Thread::sleep(3600 * 1000); },
-      [&](Probe&) { Lumbrel::MutexLock lock(mutex); },
-      [&](Probe&) { target.join(); },
-  };
+  const Body bodies[] = {[&](Probe&) { wakeUp.wait(kForever); },
+                         [](Probe&) { Thread::sleep(3600 * 1000); },
+                         [&](Probe&) { Lumbrel::MutexLock lock(mutex); },
+                         [&](Probe&) { target.join(); }};
   for (const Body& body : bodies) {
     Probe probe(body);
     ASSERT_TRUE(probe.start());
-    ASSERT_TRUE(becomesBlocked(probe.getThreadId()));
+    ASSERT_TRUE(lumbrel_test::becomesBlocked(probe.getThreadId()));
     probe.abort();
     EXPECT_TRUE(endsAfterLeavingRun(probe));
     EXPECT_FALSE(probe.finished.load());
@@ -137,41 +124,31 @@ TEST(ThreadTest, AbortEndsBlockedThreads) {
   EXPECT_EQ(wakeUp.wait(0), 0);
   mutex.unlock();
   EXPECT_NO_THROW(std::async(std::launch::async, [&] { Lumbrel::MutexLock lock(mutex); }).get());
-  EXPECT_EQ(target.join(), nullptr);
   target.go.signal();
   EXPECT_TRUE(endsAfterLeavingRun(target));
 }
 
-// On its own object, abort ends the calling thread and join gives up at once.
-TEST(ThreadTest, CallsOnOwnObject) {
+// On its own object, join gives up at once and abort ends the calling thread;
+// a run that lets any exception out gives all ones.
+TEST(ThreadTest, RunsThatEndOddly) {
   void* ownJoin = kAllOnes;
-  Probe aborter([](Probe& self) {
-    self.go.wait(kForever);  // until start has returned and set the flags
-    self.abort();
-  });
-  Probe joiner([&](Probe& self) {
-    self.go.wait(kForever);
-    ownJoin = self.join();
-  });
-  for (Probe* probe : {&aborter, &joiner}) {
-    ASSERT_TRUE(probe->start());
-    probe->go.signal();
-    EXPECT_TRUE(endsAfterLeavingRun(*probe));
-    EXPECT_EQ(probe->join(), nullptr);
-  }
-  EXPECT_FALSE(aborter.finished.load());
-  EXPECT_TRUE(joiner.finished.load());
-  EXPECT_EQ(ownJoin, nullptr);
-}
-
-TEST(ThreadTest, ExceptionOutOfRunGivesAllOnes) {
-  const Body bodies[] = {[](Probe&) { throw std::runtime_error("out of run"); },
-                         [](Probe&) { throw 42; }};
-  for (const Body& body : bodies) {
-    Probe probe(body);
+  const std::pair<Body, void*> rows[] = {
+      {[&](Probe& self) { ownJoin = self.join(); }, nullptr},
+      {[](Probe& self) { self.abort(); }, nullptr},
+      {[](Probe&) { throw std::runtime_error("out of run"); }, kAllOnes},
+      {[](Probe&) { throw 42; }, kAllOnes}};
+  for (const auto& row : rows) {
+    Probe probe([&](Probe& self) {
+      self.go.wait(kForever);  // until start has returned and set the flags
+      row.first(self);
+    });
     ASSERT_TRUE(probe.start());
-    EXPECT_EQ(probe.join(), kAllOnes);
+    probe.go.signal();
+    EXPECT_TRUE(endsAfterLeavingRun(probe));
+    EXPECT_EQ(probe.join(), row.second);
+    EXPECT_EQ(probe.finished.load(), &row == &rows[0]);  // only the own join returns
   }
+  EXPECT_EQ(ownJoin, nullptr);
 }
 
 TEST(ThreadTest, CopiesAreSecondRecordsOfOneThread) {
