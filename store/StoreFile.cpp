@@ -23,9 +23,11 @@ bool readWholeFile(File& file, ByteBuffer& bytes) {
   // Read through the stream, not the buffer: a read error then sets badbit
   // instead of leaving an exception of the buffer's own. The first block
   // shows whether the file reads at all (a directory has a length of sorts
-  // but no bytes); the rest is read in one block sized by the length, and on
-  // to the real end if the file grew meanwhile.
-  std::size_t chunk = 64 * 1024;
+  // but no bytes); the rest is read in one block sized by the length plus the
+  // one byte that shows the end, and on if the file grew meanwhile.
+  const std::size_t wanted = length > 0 ? static_cast<std::size_t>(length) + 1 : 1;
+  constexpr std::size_t kBlock = 64 * 1024;
+  std::size_t chunk = wanted < kBlock ? wanted : kBlock;
   std::size_t used = 0;
   for (;;) {
     bytes.resize(used + chunk);
@@ -35,8 +37,7 @@ bool readWholeFile(File& file, ByteBuffer& bytes) {
     if (file.bad()) return false;
     if (file.eof()) return true;
     if (file.fail()) return false;
-    const auto rest = length > 0 ? static_cast<std::size_t>(length) : 0;
-    chunk = rest > used ? rest - used : 64 * 1024;
+    chunk = wanted > used ? wanted - used : kBlock;
   }
 }
 
