@@ -67,11 +67,7 @@ void InitializationFile::readEntries() {
 void InitializationFile::writeEntries() {
   store::SettingsWriter writer(store::SettingsLayout::Sectioned);
   for (const Entry& entry : entries) writer.add(entry.section, entry.key, entry.value);
-  // Composed before the old file goes, so that it is gone for less time.
-  store::replaceFileContent(*this, [&] {
-    store::writeBytes(*this, writer.bytes().data(), writer.bytes().size());
-    store::finishWriting(*this);
-  });
+  store::replaceFileContent(*this, writer.bytes());
 }
 
 void InitializationFile::close() {

@@ -43,11 +43,7 @@ void PropertyFile::writeEntries() {
   store::SettingsWriter writer(store::SettingsLayout::Flat);
   const wstring noSection;
   for (const Entry& entry : entries) writer.add(noSection, entry.key, entry.value);
-  // Composed before the old file goes, so that it is gone for less time.
-  store::replaceFileContent(*this, [&] {
-    store::writeBytes(*this, writer.bytes().data(), writer.bytes().size());
-    store::finishWriting(*this);
-  });
+  store::replaceFileContent(*this, writer.bytes());
 }
 
 void PropertyFile::close() {

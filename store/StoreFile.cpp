@@ -57,6 +57,13 @@ void replaceFileContent(File& file, const std::function<void()>& write) {
   write();
 }
 
+void replaceFileContent(File& file, const string& bytes) {
+  replaceFileContent(file, [&] {
+    writeBytes(file, bytes.data(), bytes.size());
+    finishWriting(file);
+  });
+}
+
 void writeBytes(File& file, const void* bytes, std::size_t count) {
   const auto expected = static_cast<std::streamsize>(count);
   if (file.rdbuf()->sputn(static_cast<const char*>(bytes), expected) != expected) writeFailed(file);

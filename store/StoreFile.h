@@ -28,6 +28,10 @@ bool readWholeFile(File& file, ByteBuffer& bytes);
 // left open after a failing `write`. Requires the caller to hold the lock.
 void replaceFileContent(File& file, const std::function<void()>& write);
 
+// replaceFileContent with content composed in memory beforehand, so that the
+// old file is gone for as short a time as possible; the bytes are flushed.
+void replaceFileContent(File& file, const string& bytes);
+
 // Writes `count` bytes; raises runtime_error "failed to write to file" when
 // the stream takes fewer.
 void writeBytes(File& file, const void* bytes, std::size_t count);
