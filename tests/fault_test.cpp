@@ -117,7 +117,8 @@ struct DataStore {
   static std::string get(DataFile& file, const char* key) {
     for (unsigned long i = 0; i < file.size(); ++i) {
       const Bytes& data = file[i].getData();
-      if (Lumbrel::compare(file[i].getKey(), W(key)) == 0) return std::string(data.begin(), data.end());
+      if (Lumbrel::compare(file[i].getKey(), W(key)) == 0)
+        return std::string(data.begin(), data.end());
     }
     return "";
   }
@@ -348,8 +349,8 @@ TEST_F(FaultTest, DamagedFilesAreLeftByteForByte) {
   const std::string good = encoded("one", "1");
   const std::string damaged[] = {
       good + std::string("\3\0\0\0\0a\0", 7) + encoded("after", "!"),  // odd key length
-      good + encoded("two", "2").substr(0, 12),                         // cut in a length field
-      good + std::string("\2\0\0\0\0x\xF0\xFF\xFF\xFF", 10) + "data",    // data length near 4 GiB
+      good + encoded("two", "2").substr(0, 12),                        // cut in a length field
+      good + std::string("\2\0\0\0\0x\xF0\xFF\xFF\xFF", 10) + "data",  // data length near 4 GiB
   };
   for (const std::string& bytes : damaged) {
     writeFile(dir.native("data"), bytes);

@@ -159,7 +159,8 @@ std::string runSequence(Store& store, int thread, Contents& mine) {
         store.erase(key);
         mine.erase(key);
       }
-      const auto expected = mine.count(key) != 0 ? std::optional<std::string>(mine[key]) : std::nullopt;
+      const auto expected =
+          mine.count(key) != 0 ? std::optional<std::string>(mine[key]) : std::nullopt;
       if (store.get(key) != expected) return "key " + key + " in round " + std::to_string(round);
     }
     // Synchronize writes the whole store and reads it back while the other
@@ -316,7 +317,7 @@ TEST(ConcurrencyStress, EventsHandEverySignalToExactlyOneWaiter) {
   for (const std::vector<int>& items : taken)
     for (int item : items) ++counts.at(static_cast<std::size_t>(item));
   EXPECT_EQ(counts, std::vector<int>(counts.size(), 1));
-  EXPECT_EQ(full.wait(0), 1);  // no signal left over
+  EXPECT_EQ(full.wait(0), 1);   // no signal left over
   EXPECT_EQ(empty.wait(0), 0);  // the slot came back free, once
   EXPECT_EQ(empty.wait(0), 1);
   EXPECT_TRUE(gate.test());  // the manual-reset gate stays open
