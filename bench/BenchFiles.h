@@ -5,8 +5,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 #include "lumbrel/Text.h"
 
@@ -19,14 +21,21 @@ inline Lumbrel::wstring libraryName(const std::string& native) {
   return Lumbrel::make_wstring(windows);
 }
 
-// A folder made once per program, left behind for the system to clean.
+// A folder made once per program and removed with what is left in it when
+// the program ends.
 inline const std::string& directory() {
-  static const std::string path = [] {
-    std::string pattern = "/tmp/lumbrel-bench-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    return pattern;
-  }();
-  return path;
+  struct Folder {
+    Folder() : path("/tmp/lumbrel-bench-XXXXXX") {
+      if (::mkdtemp(path.data()) == nullptr) std::abort();
+    }
+    ~Folder() {
+      std::error_code ignored;
+      std::filesystem::remove_all(path, ignored);
+    }
+    std::string path;
+  };
+  static const Folder folder;
+  return folder.path;
 }
 
 // A file of the given content, removed when it goes.
