@@ -31,7 +31,8 @@ function flush(    parts, count, i, family, operation, impl, key) {
     return
   }
   count = split(name, parts, "/")
-  if (count >= 3) {
+  if (count >= 3 && parts[1] ~ /^[a-z0-9_]+$/ && parts[3] !~ /:/ &&
+      parts[3] !~ /^(real_time|manual_time|process_time)$/) {
     family = parts[1]
     operation = parts[2]
     impl = parts[3]
@@ -42,6 +43,7 @@ function flush(    parts, count, i, family, operation, impl, key) {
       operation = operation "/" parts[i]
     }
   } else {
+    # A name outside the convention: the library's, in its program's family.
     family = program_family(name_file)
     operation = name
     impl = "lumbrel"
