@@ -1,42 +1,34 @@
-// The record store against plain stdio on the same bytes: open and close of a
-// file of N records (keys of 16 units, 64 bytes of data: 104 bytes a record),
-// which reads the file whole and writes it whole, and N inserts of distinct
-// keys in memory. Plain I/O reads the file with fread, removes it and writes
-// it anew with fwrite, which is the least a store that replaces its file can
-// do. Like the store, it reads into a fresh buffer each time. Removal by key
-// shows that neither insert nor remove walks the records, and inserts after a
-// listing that listing does not make them walk.
+// The record store beside plain stdio on the same bytes (impl `plain`), in
+// bytes of records per second (keys of 16 units, 64 bytes of data: 104 bytes
+// a record).
+//
+// open_close_N_records: open for reading and writing and close, which reads
+// the file whole and writes it whole; plain reads it with one fread, removes
+// it and writes it anew with one fwrite, the least a store that replaces its
+// file can do. Like the store, it reads into a fresh buffer each time.
+// open_read_only_N_records: the same without the write; plain freads.
+// insert_N: N inserts of distinct keys in memory; plain fwrites the bytes of
+// such a file. remove_N removes every record by key from the front and
+// insert_after_listing_N inserts after every record was handed out: neither
+// may make the store walk its records.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "BenchFiles.h"
 #include "lumbrel/DataFile.h"
 
 namespace {
 
+using bench::directory;
+using bench::libraryName;
 using Lumbrel::DataFile;
 using Lumbrel::File;
 
 constexpr std::size_t kRecordBytes = 4 + 32 + 4 + 64;
-
-std::string directory() {
-  static const std::string path = [] {
-    std::string pattern = "/tmp/lumbrel-bench-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    return pattern;
-  }();
-  return path;
-}
-
-Lumbrel::wstring libraryName(const std::string& native) {
-  std::string windows = "Z:";
-  for (char c : native) windows += c == '/' ? '\\' : c;
-  return Lumbrel::make_wstring(windows);
-}
 
 Lumbrel::wstring key(std::size_t i) {
   // 16 units: "key-" and twelve digits.
@@ -70,14 +62,11 @@ std::string dataFile(std::size_t n) {
 }
 
 void report(benchmark::State& state, std::size_t n) {
-  state.counters["records/s"] =
-      benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsIterationInvariantRate);
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                           static_cast<int64_t>(n * kRecordBytes));
 }
 
-void BM_OpenClose(benchmark::State& state) {
-  const std::size_t n = static_cast<std::size_t>(state.range(0));
+void BM_OpenClose(benchmark::State& state, std::size_t n) {
   const File::Path path(libraryName(dataFile(n)));
   for (auto _ : state) {
     DataFile file(path);
@@ -88,8 +77,7 @@ void BM_OpenClose(benchmark::State& state) {
   report(state, n);
 }
 
-void BM_OpenReadOnly(benchmark::State& state) {
-  const std::size_t n = static_cast<std::size_t>(state.range(0));
+void BM_OpenReadOnly(benchmark::State& state, std::size_t n) {
   const File::Path path(libraryName(dataFile(n)));
   for (auto _ : state) {
     DataFile file(path);
@@ -99,8 +87,7 @@ void BM_OpenReadOnly(benchmark::State& state) {
   report(state, n);
 }
 
-void BM_PlainReadRewrite(benchmark::State& state) {
-  const std::size_t n = static_cast<std::size_t>(state.range(0));
+void BM_PlainReadRewrite(benchmark::State& state, std::size_t n) {
   const std::string native = dataFile(n);
   for (auto _ : state) {
     std::unique_ptr<char[]> bytes(new char[n * kRecordBytes]);
@@ -115,8 +102,7 @@ void BM_PlainReadRewrite(benchmark::State& state) {
   report(state, n);
 }
 
-void BM_PlainRead(benchmark::State& state) {
-  const std::size_t n = static_cast<std::size_t>(state.range(0));
+void BM_PlainRead(benchmark::State& state, std::size_t n) {
   const std::string native = dataFile(n);
   for (auto _ : state) {
     std::unique_ptr<char[]> bytes(new char[n * kRecordBytes]);
@@ -127,8 +113,7 @@ void BM_PlainRead(benchmark::State& state) {
   report(state, n);
 }
 
-void BM_Insert(benchmark::State& state) {
-  const std::size_t n = static_cast<std::size_t>(state.range(0));
+void BM_Insert(benchmark::State& state, std::size_t n) {
   const std::vector<DataFile::Record> source = records(n);
   for (auto _ : state) {
     DataFile file;
@@ -140,10 +125,26 @@ void BM_Insert(benchmark::State& state) {
   report(state, n);
 }
 
+// The bytes of a file of n records, written with one fwrite.
+void BM_PlainWrite(benchmark::State& state, std::size_t n) {
+  std::vector<char> bytes(n * kRecordBytes);
+  std::FILE* in = std::fopen(dataFile(n).c_str(), "rb");
+  if (std::fread(bytes.data(), 1, bytes.size(), in) != bytes.size())
+    state.SkipWithError("short file");
+  std::fclose(in);
+  const std::string native = directory() + "/plain-write-" + std::to_string(n);
+  for (auto _ : state) {
+    std::FILE* out = std::fopen(native.c_str(), "wb");
+    std::fwrite(bytes.data(), 1, bytes.size(), out);
+    std::fclose(out);
+  }
+  std::remove(native.c_str());
+  report(state, n);
+}
+
 // Removal by key of every record, from the front, so that a store that
 // shifted its records on each removal would show it.
-void BM_Remove(benchmark::State& state) {
-  const std::size_t n = static_cast<std::size_t>(state.range(0));
+void BM_Remove(benchmark::State& state, std::size_t n) {
   const std::vector<DataFile::Record> source = records(n);
   for (auto _ : state) {
     state.PauseTiming();
@@ -159,8 +160,7 @@ void BM_Remove(benchmark::State& state) {
 // A store of n records listed through operator[] (every record handed out,
 // so any of them may have its key changed), then n more inserts: listing must
 // not make later searches walk the records.
-void BM_InsertAfterListing(benchmark::State& state) {
-  const std::size_t n = static_cast<std::size_t>(state.range(0));
+void BM_InsertAfterListing(benchmark::State& state, std::size_t n) {
   const std::vector<DataFile::Record> source = records(2 * n);
   for (auto _ : state) {
     state.PauseTiming();
@@ -177,12 +177,31 @@ void BM_InsertAfterListing(benchmark::State& state) {
   report(state, n);
 }
 
-BENCHMARK(BM_OpenClose)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_PlainReadRewrite)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_OpenReadOnly)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_PlainRead)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Insert)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Remove)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_InsertAfterListing)->Arg(100000)->Unit(benchmark::kMillisecond);
+void add(const char* name, void (*function)(benchmark::State&, std::size_t), std::size_t n) {
+  benchmark::RegisterBenchmark(name, function, n)->Unit(benchmark::kMillisecond);
+}
+
+void registerAll() {
+  add("datafile/open_close_100000_records/lumbrel", BM_OpenClose, 100000);
+  add("datafile/open_close_100000_records/plain", BM_PlainReadRewrite, 100000);
+  add("datafile/open_read_only_100000_records/lumbrel", BM_OpenReadOnly, 100000);
+  add("datafile/open_read_only_100000_records/plain", BM_PlainRead, 100000);
+  add("datafile/insert_10000/lumbrel", BM_Insert, 10000);
+  add("datafile/insert_100000/lumbrel", BM_Insert, 100000);
+  add("datafile/insert_100000/plain", BM_PlainWrite, 100000);
+  add("datafile/insert_1000000/lumbrel", BM_Insert, 1000000);
+  add("datafile/remove_10000/lumbrel", BM_Remove, 10000);
+  add("datafile/remove_100000/lumbrel", BM_Remove, 100000);
+  add("datafile/insert_after_listing_100000/lumbrel", BM_InsertAfterListing, 100000);
+}
 
 }  // namespace
+
+int main(int argc, char** argv) {
+  registerAll();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -22,26 +22,37 @@ const Lumbrel::wstring kRelative = Lumbrel::make_wstring("..\\data\\logs\\.\\age
 
 void absolute(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(Lumbrel::File::Path(kAbsolute));
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
 }
 
 void relative(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(Lumbrel::File::Path(kRelative));
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
 }
 
 void relativeFixedProcess(benchmark::State& state) {
   FixedProcess process;
   Lumbrel::platform::ScopedPlatform installed(process);
   for (auto _ : state) benchmark::DoNotOptimize(Lumbrel::File::Path(kRelative));
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
 }
 
 void resolveOnly(benchmark::State& state) {
   const Lumbrel::wstring joined = Lumbrel::make_wstring("D:\\svc\\bin\\") + kRelative;
   for (auto _ : state) benchmark::DoNotOptimize(Lumbrel::filepath::fullPath(joined));
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
 }
 
-BENCHMARK(absolute);
-BENCHMARK(relative);
-BENCHMARK(relativeFixedProcess);
-BENCHMARK(resolveOnly);
-
 }  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::RegisterBenchmark("path/parse_absolute/lumbrel", absolute);
+  benchmark::RegisterBenchmark("path/parse_relative/lumbrel", relative);
+  benchmark::RegisterBenchmark("path/parse_relative_fixed_process/lumbrel", relativeFixedProcess);
+  benchmark::RegisterBenchmark("path/resolve_only/lumbrel", resolveOnly);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
