@@ -106,6 +106,26 @@ int lockUntil(pthread_mutex_t* mutex, const timespec& deadline) {
 #endif
 }
 
+// The wait for a lock that another thread holds. Kept out of acquireLock, so
+// that taking a free lock does not pay for this frame.
+__attribute__((noinline)) LockWait waitForLock(LockObject* lock, std::uint32_t milliseconds) {
+  // pthread_mutex_lock is no cancellation point, but a thread blocked here
+  // must end when it is aborted: wait in slices and look for a pending
+  // cancellation between them.
+  constexpr std::uint32_t kSlice = 100;
+  const bool forever = milliseconds == kWaitForever;
+  const timespec end = forever ? timespec{} : monotonicDeadline(milliseconds);
+  for (;;) {
+    timespec slice = monotonicDeadline(kSlice);
+    const bool last = !forever && (slice.tv_sec > end.tv_sec ||
+                                   (slice.tv_sec == end.tv_sec && slice.tv_nsec >= end.tv_nsec));
+    if (last) slice = end;
+    const int result = lockUntil(&lock->mutex, slice);
+    if (result != ETIMEDOUT || last) return finish(lock, result);
+    pthread_testcancel();
+  }
+}
+
 }  // namespace
 
 LockObject* createLock() {
@@ -145,21 +165,7 @@ LockWait acquireLock(LockObject* lock, std::uint32_t milliseconds) {
   // reading the clock for a deadline that would not be needed.
   const int tried = pthread_mutex_trylock(&lock->mutex);
   if (tried != EBUSY || milliseconds == 0) return finish(lock, tried);
-  // pthread_mutex_lock is no cancellation point, but a thread blocked here
-  // must end when it is aborted: wait in slices and look for a pending
-  // cancellation between them.
-  constexpr std::uint32_t kSlice = 100;
-  const bool forever = milliseconds == kWaitForever;
-  const timespec end = forever ? timespec{} : monotonicDeadline(milliseconds);
-  for (;;) {
-    timespec slice = monotonicDeadline(kSlice);
-    const bool last = !forever && (slice.tv_sec > end.tv_sec ||
-                                   (slice.tv_sec == end.tv_sec && slice.tv_nsec >= end.tv_nsec));
-    if (last) slice = end;
-    const int result = lockUntil(&lock->mutex, slice);
-    if (result != ETIMEDOUT || last) return finish(lock, result);
-    pthread_testcancel();
-  }
+  return waitForLock(lock, milliseconds);
 }
 
 bool releaseLock(LockObject* lock) {
