@@ -75,6 +75,7 @@ TEST(DateTimeTest, TextIsReadAndPrintedPerParts) {
   EXPECT_THROW_MSG(DateTime("0999-01-01", 1), std::invalid_argument, "year out-of-range");
   EXPECT_THROW_MSG(DateTime("2004-01-32", 1), std::invalid_argument, "day out-of-range.");
   EXPECT_THROW_MSG(DateTime("-1:00:00", 2), std::invalid_argument, "hour out-of-range.");
+  EXPECT_EQ(fields(DateTime(" 7:+5:2x", 2)), "0 0 0 7 5 2");  // a blank, a sign, a trailer
 }
 
 TEST(DateTimeTest, SettersAcceptBothBoundsAndRefuseBeyond) {
@@ -144,6 +145,11 @@ TEST(DateTimeTest, OtherSources) {
   EXPECT_EQ(DateTime(t, 3).getOffset(), 5);
   ::strptime("2004-02-31 23:59:60", "%Y-%m-%d %H:%M:%S", &t);
   EXPECT_EQ(fields(DateTime(t, 3)), "2004 2 31 23 59 60");
+  std::tm wide{};  // the widths of the text form are minimums
+  wide.tm_year = 10000;
+  wide.tm_mon = 254;
+  wide.tm_mday = wide.tm_hour = wide.tm_min = wide.tm_sec = 255;
+  EXPECT_EQ(text(DateTime(wide, 3)), "11900-255-255 255:255:255");
   t.tm_year = std::numeric_limits<int>::max();  // the months carry past the last year
   t.tm_mon = 23;
   EXPECT_EQ(DateTime(t, 3).getOffset(), 0);  // no second for it, and no failure

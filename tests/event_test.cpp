@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -79,6 +80,20 @@ TEST(EventTest, SignalReleasesOneWaiterOrAll) {
     event.signal();
     EXPECT_TRUE(settlesAt(waiters.released, 3));
     EXPECT_EQ(event.wait(0), autoReset ? 1 : 0);  // every auto-reset signal went to a waiter
+  }
+}
+
+// The usual hand-over: the waiter owns the event and destroys it as soon as
+// its wait returns, while the signalling thread may still be inside signal().
+TEST(EventTest, WaiterMayDestroyTheEventOnceReleased) {
+  for (bool autoReset : {true, false}) {
+    for (int i = 0; i < 100; ++i) {
+      auto event = std::make_unique<Event>(autoReset);
+      std::thread signaller([target = event.get()] { target->signal(); });
+      EXPECT_EQ(event->wait(kForever), 0);
+      event.reset();
+      signaller.join();
+    }
   }
 }
 

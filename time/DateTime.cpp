@@ -26,7 +26,18 @@ class Positions {
   int number(std::size_t position, std::size_t count) const {
     char field[8];
     std::size_t used = 0;
-    for (; used < count && position + used < size_; ++used) field[used] = text_[position + used];
+    bool digitsOnly = true;
+    int value = 0;
+    for (; used < count && position + used < size_; ++used) {
+      const char c = text_[position + used];
+      field[used] = c;
+      digitsOnly = digitsOnly && c >= '0' && c <= '9';
+      value = value * 10 + (c - '0');
+    }
+    // A field of digits alone, the usual one, reads the same in every
+    // locale; anything else (blanks, a sign, other characters) goes to atoi
+    // and reads exactly as atoi reads it.
+    if (digitsOnly && used != 0) return value;
     field[used] = '\0';
     return std::atoi(field);
   }
@@ -36,16 +47,18 @@ class Positions {
   std::size_t size_;
 };
 
-// Decimal digits of `value`, at least `width` of them, zero-filled in front.
-void appendNumber(string& out, unsigned int value, std::size_t width) {
+// Writes the decimal digits of `value`, at least `width` of them, zero-filled
+// in front, at `out`; returns the end of what it wrote.
+char* putNumber(char* out, unsigned int value, std::size_t width) {
   char digits[10];
   std::size_t count = 0;
   do {
     digits[count++] = static_cast<char>('0' + value % 10);
     value /= 10;
   } while (value != 0);
-  if (count < width) out.append(width - count, '0');
-  while (count != 0) out += digits[--count];
+  for (; width > count; --width) *out++ = '0';
+  while (count != 0) *out++ = digits[--count];
+  return out;
 }
 
 }  // namespace
@@ -148,24 +161,25 @@ DateTime::operator long() const {
 }
 
 DateTime::operator string() const {
-  string text;
-  text.reserve(19);
+  // Widest: a five-digit year and three-digit bytes, 25 characters.
+  char text[32];
+  char* end = text;
   if ((parts & kDate) != 0) {
-    appendNumber(text, year, 4);
-    text += '-';
-    appendNumber(text, month, 2);
-    text += '-';
-    appendNumber(text, day, 2);
+    end = putNumber(end, year, 4);
+    *end++ = '-';
+    end = putNumber(end, month, 2);
+    *end++ = '-';
+    end = putNumber(end, day, 2);
   }
-  if ((parts & (kDate | kTime)) == (kDate | kTime)) text += ' ';
+  if ((parts & (kDate | kTime)) == (kDate | kTime)) *end++ = ' ';
   if ((parts & kTime) != 0) {
-    appendNumber(text, hour, 2);
-    text += ':';
-    appendNumber(text, minute, 2);
-    text += ':';
-    appendNumber(text, second, 2);
+    end = putNumber(end, hour, 2);
+    *end++ = ':';
+    end = putNumber(end, minute, 2);
+    *end++ = ':';
+    end = putNumber(end, second, 2);
   }
-  return text;
+  return string(text, static_cast<std::size_t>(end - text));
 }
 
 void DateTime::clear(unsigned int selected) {

@@ -139,16 +139,57 @@ void releaseEvent(EventObject* event) {
   }
 }
 
+// Holds a reference on an event for a scope.
+class Reference {
+ public:
+  explicit Reference(EventObject* event) : event_(shareEvent(event)) {}
+  ~Reference() { releaseEvent(event_); }
+  Reference(const Reference&) = delete;
+  Reference& operator=(const Reference&) = delete;
+
+ private:
+  EventObject* event_;
+};
+
+// Unlocks the event's mutex at the end of a scope, and only then wakes the
+// waiters asked for, so that a woken waiter does not at once block again on the
+// mutex that the signalling thread still holds. What a waiter decides on is
+// settled under the mutex.
+class WakeAfterUnlock {
+ public:
+  explicit WakeAfterUnlock(EventObject* event) : event_(event) {}
+  ~WakeAfterUnlock() {
+    pthread_mutex_unlock(&event_->mutex);
+    if (all_) pthread_cond_broadcast(&event_->condition);
+    if (one_) pthread_cond_signal(&event_->condition);
+  }
+  WakeAfterUnlock(const WakeAfterUnlock&) = delete;
+  WakeAfterUnlock& operator=(const WakeAfterUnlock&) = delete;
+
+  void all() { all_ = true; }
+  void one() { one_ = true; }
+
+ private:
+  EventObject* event_;
+  bool all_ = false;
+  bool one_ = false;
+};
+
 void setEvent(EventObject* event) {
-  if (event == nullptr || pthread_mutex_lock(&event->mutex) != 0) return;
-  HeldMutex held(&event->mutex);
+  if (event == nullptr) return;
+  // Once the mutex is unlocked, a waiter that this signal releases may drop
+  // every other reference (a waiting thread often owns the event) before the
+  // wakes below are done: this reference keeps the event alive until then.
+  const Reference keep(event);
+  if (pthread_mutex_lock(&event->mutex) != 0) return;
+  WakeAfterUnlock wake(event);
   if (!event->autoReset) {
     event->signalled = true;
     ++event->generation;
-    pthread_cond_broadcast(&event->condition);
+    wake.all();
   } else if (event->waiters > event->releases) {
     ++event->releases;
-    pthread_cond_signal(&event->condition);
+    wake.one();
   } else {
     event->signalled = true;
   }

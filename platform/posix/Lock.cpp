@@ -13,36 +13,6 @@
 namespace Lumbrel {
 namespace platform {
 
-struct LockObject {
-  pthread_mutex_t mutex;
-  std::atomic<long> handles{1};
-  // The holder and its count of takes, kept here so that a thread that holds
-  // nothing never calls unlock on the mutex (which sanitizers rightly flag).
-  // Only the holder writes them; another thread can never read its own id.
-  std::atomic<pthread_t> owner{};
-  long depth = 0;
-};
-
-namespace {
-
-LockWait finish(LockObject* lock, int result) {
-  if (result == 0) {
-    lock->owner.store(pthread_self(), std::memory_order_relaxed);
-    ++lock->depth;
-    return LockWait::acquired;
-  }
-  if (result == EOWNERDEAD) {
-    // The holder ended while holding it: the lock is ours, once. Make it
-    // usable again so that it cannot stay held by a thread that is gone.
-    pthread_mutex_consistent(&lock->mutex);
-    lock->owner.store(pthread_self(), std::memory_order_relaxed);
-    lock->depth = 1;
-    return LockWait::abandoned;
-  }
-  if (result == ETIMEDOUT || result == EBUSY) return LockWait::timedOut;
-  return LockWait::failed;
-}
-
 #if defined(__SANITIZE_THREAD__)
 #define LUMBREL_TSAN 1
 #elif defined(__has_feature)
@@ -50,6 +20,68 @@ LockWait finish(LockObject* lock, int result) {
 #define LUMBREL_TSAN 1
 #endif
 #endif
+
+#if defined(LUMBREL_TSAN)
+// ThreadSanitizer reports an unlock by a thread that does not hold the mutex,
+// although the mutex refuses it. Under it the holder and its count of takes
+// are kept here, so that such an unlock never reaches the mutex. Only the
+// holder writes them; another thread can never read its own id.
+class Holder {
+ public:
+  void took() {
+    owner_.store(pthread_self(), std::memory_order_relaxed);
+    ++depth_;
+  }
+  void tookAbandoned() {
+    owner_.store(pthread_self(), std::memory_order_relaxed);
+    depth_ = 1;
+  }
+  bool isCaller() const {
+    return pthread_equal(owner_.load(std::memory_order_relaxed), pthread_self()) != 0;
+  }
+  void gave() {
+    if (--depth_ == 0) owner_.store(pthread_t{}, std::memory_order_relaxed);
+  }
+
+ private:
+  std::atomic<pthread_t> owner_{};
+  long depth_ = 0;
+};
+#else
+// A recursive and robust mutex knows its holder and refuses an unlock by any
+// other thread (EPERM), so nothing needs to be kept beside it.
+class Holder {
+ public:
+  void took() {}
+  void tookAbandoned() {}
+  bool isCaller() const { return true; }
+  void gave() {}
+};
+#endif
+
+struct LockObject {
+  pthread_mutex_t mutex;
+  std::atomic<long> handles{1};
+  Holder holder;
+};
+
+namespace {
+
+LockWait finish(LockObject* lock, int result) {
+  if (result == 0) {
+    lock->holder.took();
+    return LockWait::acquired;
+  }
+  if (result == EOWNERDEAD) {
+    // The holder ended while holding it: the lock is ours, once. Make it
+    // usable again so that it cannot stay held by a thread that is gone.
+    pthread_mutex_consistent(&lock->mutex);
+    lock->holder.tookAbandoned();
+    return LockWait::abandoned;
+  }
+  if (result == ETIMEDOUT || result == EBUSY) return LockWait::timedOut;
+  return LockWait::failed;
+}
 
 // Waits for the mutex until `deadline` on the monotonic clock.
 int lockUntil(pthread_mutex_t* mutex, const timespec& deadline) {
@@ -72,6 +104,26 @@ int lockUntil(pthread_mutex_t* mutex, const timespec& deadline) {
 #else
   return pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &deadline);
 #endif
+}
+
+// The wait for a lock that another thread holds. Kept out of acquireLock, so
+// that taking a free lock does not pay for this frame.
+__attribute__((noinline)) LockWait waitForLock(LockObject* lock, std::uint32_t milliseconds) {
+  // pthread_mutex_lock is no cancellation point, but a thread blocked here
+  // must end when it is aborted: wait in slices and look for a pending
+  // cancellation between them.
+  constexpr std::uint32_t kSlice = 100;
+  const bool forever = milliseconds == kWaitForever;
+  const timespec end = forever ? timespec{} : monotonicDeadline(milliseconds);
+  for (;;) {
+    timespec slice = monotonicDeadline(kSlice);
+    const bool last = !forever && (slice.tv_sec > end.tv_sec ||
+                                   (slice.tv_sec == end.tv_sec && slice.tv_nsec >= end.tv_nsec));
+    if (last) slice = end;
+    const int result = lockUntil(&lock->mutex, slice);
+    if (result != ETIMEDOUT || last) return finish(lock, result);
+    pthread_testcancel();
+  }
 }
 
 }  // namespace
@@ -109,29 +161,17 @@ bool closeLock(LockObject* lock) {
 
 LockWait acquireLock(LockObject* lock, std::uint32_t milliseconds) {
   if (lock == nullptr) return LockWait::failed;
-  if (milliseconds == 0) return finish(lock, pthread_mutex_trylock(&lock->mutex));
-  // pthread_mutex_lock is no cancellation point, but a thread blocked here
-  // must end when it is aborted: wait in slices and look for a pending
-  // cancellation between them.
-  constexpr std::uint32_t kSlice = 100;
-  const bool forever = milliseconds == kWaitForever;
-  const timespec end = monotonicDeadline(forever ? 0 : milliseconds);
-  for (;;) {
-    timespec slice = monotonicDeadline(kSlice);
-    const bool last = !forever && (slice.tv_sec > end.tv_sec ||
-                                   (slice.tv_sec == end.tv_sec && slice.tv_nsec >= end.tv_nsec));
-    if (last) slice = end;
-    const int result = lockUntil(&lock->mutex, slice);
-    if (result != ETIMEDOUT || last) return finish(lock, result);
-    pthread_testcancel();
-  }
+  // One try first: a free lock, or one the caller holds, is taken without
+  // reading the clock for a deadline that would not be needed.
+  const int tried = pthread_mutex_trylock(&lock->mutex);
+  if (tried != EBUSY || milliseconds == 0) return finish(lock, tried);
+  return waitForLock(lock, milliseconds);
 }
 
 bool releaseLock(LockObject* lock) {
-  if (lock == nullptr ||
-      !pthread_equal(lock->owner.load(std::memory_order_relaxed), pthread_self()))
-    return false;
-  if (--lock->depth == 0) lock->owner.store(pthread_t{}, std::memory_order_relaxed);
+  if (lock == nullptr || !lock->holder.isCaller()) return false;
+  // Before the unlock: afterwards another thread may be the holder.
+  lock->holder.gave();
   return pthread_mutex_unlock(&lock->mutex) == 0;
 }
 
