@@ -13,11 +13,13 @@
 // element-wise walk would take in the same way; any element they are unsure of
 // is left to that walk.
 //
-// The results are allocated once and filled chunk by chunk. resize() writes
-// zeros over what it adds; for bytes that is a memset, and zeros written just
-// before the real bytes stay in the cache. For units it is a loop of single
-// stores, so decoded units go to a buffer on the stack first and are appended,
-// which copies them with memcpy.
+// Each result is allocated once. A first pass finds the measured length and
+// whether the text is all ASCII; such text is then copied through the range
+// constructor, which allocates and writes in one go (and which compilers
+// vectorise). Other text is filled chunk by chunk: resize() writes zeros over
+// what it adds, which for bytes is a memset into lines that stay in the cache
+// until the real bytes come; for units it is a loop of single stores, so
+// decoded units go to a buffer on the stack and are appended with memcpy.
 
 namespace Lumbrel {
 namespace {
@@ -179,11 +181,10 @@ std::size_t encodedBytes(const unsigned short* in, std::size_t count) {
 string encode(const unsigned short* in, std::size_t limit) {
   std::size_t ascii = 0;
   const std::size_t n = measureUnits(in, limit, ascii);
+  if (ascii == n) return string(in, in + n);
+  // An exact count costs less than a second allocation and copy.
+  const std::size_t total = ascii + encodedBytes(in + ascii, n - ascii);
   string result;
-  if (n == 0) return result;
-  // Pure ASCII takes one byte per unit; for the rest an exact count costs less
-  // than a second allocation and copy.
-  const std::size_t total = ascii == n ? n : ascii + encodedBytes(in + ascii, n - ascii);
   result.reserve(total);
   std::size_t pos = 0;
   std::size_t i = 0;
@@ -347,12 +348,37 @@ unsigned threeByteBlock(const unsigned char* p, __m128i& units) {
 }
 #endif
 
-// Decodes the n bytes in front of the first null byte. Every form yields at
-// most one unit per byte it consumes, so n units are always enough and the
-// result is allocated once.
-wstring decode(const unsigned char* in, std::size_t n) {
+// The bytes in front of the first null byte among the first `limit`; `ascii`
+// is set to how many of them at the front are below 0x80.
+std::size_t measureBytes(const unsigned char* in, std::size_t limit, std::size_t& ascii) {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  while (limit - i >= 64) {
+    const __m128i a = load128(in + i);
+    const __m128i b = load128(in + i + 16);
+    const __m128i c = load128(in + i + 32);
+    const __m128i d = load128(in + i + 48);
+    const __m128i nulls =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(a, zero), _mm_cmpeq_epi8(b, zero)),
+                     _mm_or_si128(_mm_cmpeq_epi8(c, zero), _mm_cmpeq_epi8(d, zero)));
+    if ((mask(nulls) | mask(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)))) != 0) break;
+    i += 64;
+  }
+#endif
+  while (i < limit && in[i] != 0 && in[i] < 0x80) ++i;
+  ascii = i;
+  const void* null = std::memchr(in + i, 0, limit - i);
+  return null != nullptr ? static_cast<std::size_t>(static_cast<const unsigned char*>(null) - in)
+                         : limit;
+}
+
+// Decodes the n bytes in front of the first null byte, of which the first
+// `ascii` are ASCII. Every form yields at most one unit per byte it consumes,
+// so n units are always enough and the result is allocated once.
+wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
+  if (ascii == n) return wstring(in, in + n);
   wstring result;
-  if (n == 0) return result;
   result.reserve(n);
   // One unit for each byte of the chunk: enough for the blocks too, which
   // write no further ahead than the bytes they read.
@@ -505,7 +531,10 @@ wstring make_wstring(const char* text) {
 }
 
 wstring make_wstring(const string& text) {
-  return decode(reinterpret_cast<const unsigned char*>(text.data()), length(text));
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  std::size_t ascii = 0;
+  const std::size_t n = measureBytes(bytes, text.size(), ascii);
+  return decode(bytes, n, ascii);
 }
 
 unsigned long length(const char* text) {
