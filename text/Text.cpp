@@ -571,7 +571,20 @@ long compare(const unsigned short* a, const unsigned short* b) {
 }
 
 long compare(const wstring& a, const wstring& b) {
-  return compareFolded(a.c_str(), b.c_str());
+  // Blocks of four units that are the same in both and hold no null unit
+  // decide nothing, whatever the folding; the sizes bound the blocks.
+  const unsigned short* x = a.c_str();
+  const unsigned short* y = b.c_str();
+  const std::size_t common = a.size() < b.size() ? a.size() : b.size();
+  std::size_t i = 0;
+  for (; common - i >= 4; i += 4) {
+    std::uint64_t p;
+    std::uint64_t q;
+    std::memcpy(&p, x + i, sizeof p);
+    std::memcpy(&q, y + i, sizeof q);
+    if (p != q || ((p - 0x0001000100010001ULL) & ~p & 0x8000800080008000ULL) != 0) break;
+  }
+  return compareFolded(x + i, y + i);
 }
 
 std::basic_ostream<char>& operator<<(std::basic_ostream<char>& out, const string& text) {
