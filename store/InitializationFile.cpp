@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
@@ -17,6 +18,57 @@ InitializationFile::InitializationFile(const File::Path& path)
     : File(static_cast<wstring>(path)), entries(), loadFailed(false) {}
 
 InitializationFile::~InitializationFile() { store::closeQuietly(*this); }
+
+namespace {
+
+unsigned short folded(unsigned short unit) {
+  return (unit >= 'A' && unit <= 'Z') ? static_cast<unsigned short>(unit + ('a' - 'A')) : unit;
+}
+
+// An entry of one section with four folded units of its key packed for
+// comparison, the first unit highest.
+struct KeyedEntry {
+  std::uint64_t units;
+  std::size_t index;
+};
+
+// Sorts the entries of one section by key, stably. The keys often share a
+// long prefix ("setting1", "setting2", ...); past it, four units as one
+// number settle most comparisons, and compare() the rest.
+template <class Entries>
+void sortKeys(const Entries& entries, std::vector<KeyedEntry>& group) {
+  if (group.size() < 2) return;
+  // The folded prefix that all keys share; it holds no null unit.
+  const unsigned short* firstKey = entries[group[0].index].key.c_str();
+  std::size_t shared = 0;
+  while (firstKey[shared] != 0) ++shared;
+  for (const KeyedEntry& keyed : group) {
+    const unsigned short* key = entries[keyed.index].key.c_str();
+    std::size_t same = 0;
+    while (same < shared && key[same] != 0 && folded(key[same]) == folded(firstKey[same])) ++same;
+    shared = same;
+  }
+  for (KeyedEntry& keyed : group) {
+    const unsigned short* rest = entries[keyed.index].key.c_str() + shared;
+    // Units behind the end of the key count as 0, as the null unit does.
+    std::uint64_t units = 0;
+    bool ended = false;
+    for (int k = 0; k < 4; ++k) {
+      ended = ended || rest[k] == 0;
+      units = (units << 16) | (ended ? 0u : folded(rest[k]));
+    }
+    keyed.units = units;
+  }
+  std::stable_sort(group.begin(), group.end(), [&](const KeyedEntry& a, const KeyedEntry& b) {
+    if (a.units != b.units) return a.units < b.units;
+    // A key that ends within the four units ends both: they are equal.
+    if ((a.units & 0xFFFF) == 0) return false;
+    return compare(entries[a.index].key.c_str() + shared + 4,
+                   entries[b.index].key.c_str() + shared + 4) < 0;
+  });
+}
+
+}  // namespace
 
 bool InitializationFile::entryLess(const Entry& a, const Entry& b) {
   const long bySection = compare(a.section, b.section);
@@ -54,16 +106,16 @@ void InitializationFile::sortEntries() {
   // known, each straight to its place.
   std::vector<std::size_t> order;
   order.reserve(entries.size());
+  std::vector<KeyedEntry> group;
   for (std::size_t r = 0; r < runs.size();) {
-    const std::size_t first = order.size();
+    group.clear();
     std::size_t next = r;
     for (; next < runs.size() && compare(sectionOf(runs[next]), sectionOf(runs[r])) == 0; ++next) {
-      for (std::size_t i = runs[next].begin; i < runs[next].end; ++i) order.push_back(i);
+      for (std::size_t i = runs[next].begin; i < runs[next].end; ++i)
+        group.push_back(KeyedEntry{0, i});
     }
-    std::stable_sort(order.begin() + static_cast<std::ptrdiff_t>(first), order.end(),
-                     [this](std::size_t a, std::size_t b) {
-                       return compare(entries[a].key, entries[b].key) < 0;
-                     });
+    sortKeys(entries, group);
+    for (const KeyedEntry& keyed : group) order.push_back(keyed.index);
     r = next;
   }
   // Each cycle of the permutation is walked once: the place of the first
