@@ -37,12 +37,6 @@ void store128(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v
 __m128i splat16(unsigned value) { return _mm_set1_epi16(static_cast<short>(value)); }
 __m128i splat32(std::uint32_t value) { return _mm_set1_epi32(static_cast<int>(value)); }
 unsigned mask(__m128i v) { return static_cast<unsigned>(_mm_movemask_epi8(v)); }
-// The number of 16-bit lanes in front of the first lane whose mask bits are
-// clear; `bits` holds two movemask bits per lane.
-std::size_t leadingLanes(unsigned bits) {
-  const unsigned clear = ~bits & 0xFFFFu;
-  return clear == 0 ? 8 : static_cast<std::size_t>(__builtin_ctz(clear)) / 2;
-}
 
 #endif
 
@@ -196,13 +190,17 @@ string encode(const unsigned short* in, std::size_t limit) {
     result.resize(room);
     char* out = result.data();
     while (i < end) {
+      // The units to walk one at a time before blocks are tried again.
+      std::size_t walkEnd = i + 1;
 #if defined(__SSE2__)
-      // Each kind of block repeats in a loop of its own while whole blocks
-      // come, so that the next load waits for no mask; a block that is only
-      // partly of that kind takes the lanes in front and goes round again.
+      // Only whole blocks of one kind are taken, each kind in a loop of its
+      // own so that the next load waits for no mask. A block of mixed kinds
+      // is walked unit by unit: taking its runs as blocks would cost a
+      // mispredicted branch for every short run.
       if (end - i >= 8 && room - pos >= 32) {
         __m128i v = load128(in + i);
-        unsigned asciiBits = asciiLanes(v);
+        const unsigned asciiBits = asciiLanes(v);
+        const unsigned smallBits = belowLanes(v, 0x800);
         if (asciiBits == 0xFFFF) {
           _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(out + pos)),
                            _mm_packus_epi16(v, v));
@@ -218,73 +216,55 @@ string encode(const unsigned short* in, std::size_t limit) {
           }
           continue;
         }
-        if ((asciiBits & 1) != 0) {
-          // Lanes past the ASCII ones are written too and then overwritten.
-          _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(out + pos)),
-                           _mm_packus_epi16(v, v));
-          const std::size_t k = leadingLanes(asciiBits);
-          pos += k;
-          i += k;
-          continue;
-        }
-        unsigned twoBits = belowLanes(v, 0x800) & ~asciiBits;
-        if ((twoBits & 1) != 0) {
-          while (twoBits == 0xFFFF) {
+        if (smallBits == 0xFFFF && asciiBits == 0) {
+          do {
             store128(out + pos, twoByteForms(v));
             pos += 16;
             i += 8;
             if (end - i < 8 || room - pos < 32) break;
             v = load128(in + i);
-            twoBits = belowLanes(v, 0x800) & ~asciiLanes(v);
-          }
-          if (twoBits == 0xFFFF || (twoBits & 1) == 0) continue;
-          store128(out + pos, twoByteForms(v));
-          const std::size_t k = leadingLanes(twoBits);
-          pos += 2 * k;
-          i += k;
+          } while (belowLanes(v, 0x800) == 0xFFFF && asciiLanes(v) == 0);
           continue;
         }
-        unsigned threeBits = ~belowLanes(v, 0x800) & 0xFFFFu;
-        while (threeBits == 0xFFFF) {
-          storeThreeByteForms(out + pos, v);
-          pos += 24;
-          i += 8;
-          if (end - i < 8 || room - pos < 32) break;
-          v = load128(in + i);
-          threeBits = ~belowLanes(v, 0x800) & 0xFFFFu;
-        }
-        if (threeBits == 0xFFFF || (threeBits & 1) == 0) continue;
-        storeThreeByteForms(out + pos, v);
-        const std::size_t k = leadingLanes(threeBits);
-        pos += 3 * k;
-        i += k;
-        continue;
-      }
-#else
-      // Four ASCII units at a time.
-      if (end - i >= 4) {
-        std::uint64_t block;
-        std::memcpy(&block, in + i, sizeof block);
-        if ((block & 0xFF80FF80FF80FF80ULL) == 0) {
-          for (std::size_t k = 0; k < 4; ++k) out[pos + k] = static_cast<char>(in[i + k]);
-          pos += 4;
-          i += 4;
+        if (smallBits == 0) {
+          do {
+            storeThreeByteForms(out + pos, v);
+            pos += 24;
+            i += 8;
+            if (end - i < 8 || room - pos < 32) break;
+            v = load128(in + i);
+          } while (belowLanes(v, 0x800) == 0);
           continue;
         }
+        walkEnd = i + 8;
       }
 #endif
-      const unsigned u = in[i];
-      if (u < 0x80) {
-        out[pos++] = static_cast<char>(u);
-      } else if (u < 0x800) {
-        out[pos++] = static_cast<char>(0xC0 | (u >> 6));
-        out[pos++] = static_cast<char>(0x80 | (u & 0x3F));
-      } else {
-        out[pos++] = static_cast<char>(0xE0 | (u >> 12));
-        out[pos++] = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-        out[pos++] = static_cast<char>(0x80 | (u & 0x3F));
+      if (walkEnd > end) walkEnd = end;
+      while (i < walkEnd) {
+        // Four ASCII units at a time.
+        if (end - i >= 4) {
+          std::uint64_t block;
+          std::memcpy(&block, in + i, sizeof block);
+          if ((block & 0xFF80FF80FF80FF80ULL) == 0) {
+            for (std::size_t k = 0; k < 4; ++k) out[pos + k] = static_cast<char>(in[i + k]);
+            pos += 4;
+            i += 4;
+            continue;
+          }
+        }
+        const unsigned u = in[i];
+        if (u < 0x80) {
+          out[pos++] = static_cast<char>(u);
+        } else if (u < 0x800) {
+          out[pos++] = static_cast<char>(0xC0 | (u >> 6));
+          out[pos++] = static_cast<char>(0x80 | (u & 0x3F));
+        } else {
+          out[pos++] = static_cast<char>(0xE0 | (u >> 12));
+          out[pos++] = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+          out[pos++] = static_cast<char>(0x80 | (u & 0x3F));
+        }
+        ++i;
       }
-      ++i;
     }
   }
   result.resize(pos);
@@ -388,12 +368,14 @@ wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
     const std::size_t end = n - i > kDecodeChunk ? i + kDecodeChunk : n;
     std::size_t pos = 0;
     while (i < end) {
+      // The bytes to walk one form at a time before blocks are tried again.
+      std::size_t walkEnd = i + 1;
 #if defined(__SSE2__)
-      // As in encode: whole blocks in loops of their own, partial ones once.
+      // As in encode: only whole blocks of one kind, each kind in a loop of
+      // its own; a block of mixed kinds is walked.
       if (end - i >= 32) {
         __m128i v = load128(in + i);
-        const unsigned high = mask(v);
-        if (high == 0) {
+        if (mask(v) == 0) {
           do {
             store128(out + pos, _mm_unpacklo_epi8(v, _mm_setzero_si128()));
             store128(out + pos + 8, _mm_unpackhi_epi8(v, _mm_setzero_si128()));
@@ -404,104 +386,82 @@ wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
           } while (mask(v) == 0);
           continue;
         }
-        if ((high & 1) == 0) {
-          store128(out + pos, _mm_unpacklo_epi8(v, _mm_setzero_si128()));
-          store128(out + pos + 8, _mm_unpackhi_epi8(v, _mm_setzero_si128()));
-          const std::size_t k = static_cast<std::size_t>(__builtin_ctz(high));
-          pos += k;
-          i += k;
-          continue;
-        }
         if ((in[i] & 0xE0) == 0xC0) {
           __m128i units = twoByteUnits(v);
-          unsigned good = twoByteLanes(v, units);
-          while (good == 0xFFFF) {
-            store128(out + pos, units);
-            pos += 8;
-            i += 16;
-            if (end - i < 32) break;
-            v = load128(in + i);
-            units = twoByteUnits(v);
-            good = twoByteLanes(v, units);
-          }
-          if (good == 0xFFFF || (good & 1) == 0) {
-            if (good == 0xFFFF || (in[i] & 0xE0) != 0xC0) continue;
-            // A null unit: the walk below ends the text.
-          } else {
-            store128(out + pos, units);
-            const std::size_t k = leadingLanes(good);
-            pos += k;
-            i += 2 * k;
+          if (twoByteLanes(v, units) == 0xFFFF) {
+            do {
+              store128(out + pos, units);
+              pos += 8;
+              i += 16;
+              if (end - i < 32) break;
+              v = load128(in + i);
+              units = twoByteUnits(v);
+            } while (twoByteLanes(v, units) == 0xFFFF);
             continue;
           }
         } else if ((in[i] & 0xF0) == 0xE0) {
           __m128i units;
-          unsigned good = threeByteBlock(in + i, units);
-          while (good == 0xFFFF) {
-            store128(out + pos, units);
-            pos += 8;
-            i += 24;
-            if (end - i < 32) break;
-            good = threeByteBlock(in + i, units);
-          }
-          if (good == 0xFFFF) continue;
-          if ((good & 1) != 0) {
-            store128(out + pos, units);
-            const std::size_t k = leadingLanes(good);
-            pos += k;
-            i += 3 * k;
+          if (threeByteBlock(in + i, units) == 0xFFFF) {
+            do {
+              store128(out + pos, units);
+              pos += 8;
+              i += 24;
+            } while (end - i >= 32 && threeByteBlock(in + i, units) == 0xFFFF);
             continue;
           }
-          if ((in[i] & 0xF0) != 0xE0) continue;
         }
-      }
-#else
-      if (end - i >= 8) {
-        std::uint64_t block;
-        std::memcpy(&block, in + i, sizeof block);
-        if ((block & 0x8080808080808080ULL) == 0) {
-          for (std::size_t k = 0; k < 8; ++k) out[pos + k] = in[i + k];
-          pos += 8;
-          i += 8;
-          continue;
-        }
+        walkEnd = i + 16;
       }
 #endif
-      const unsigned b = in[i];
-      const std::size_t behind = n - i - 1;
-      unsigned short unit;
-      std::size_t used;
-      if (b < 0x80) {
-        unit = static_cast<unsigned short>(b);
-        used = 1;
-      } else if (behind >= 1 && (b & 0xE0) == 0xC0) {
-        unit = static_cast<unsigned short>(((b & 0x1Fu) << 6) | (in[i + 1] & 0x3Fu));
-        used = 2;
-      } else if (behind >= 2 && (b & 0xF0) == 0xE0) {
-        unit = lastThree(in + i);
-        used = 3;
-      } else if (behind >= 3 && (b & 0xF8) == 0xF0) {
-        unit = lastThree(in + i + 1);
-        used = 4;
-      } else if (behind >= 4 && (b & 0xFC) == 0xF8) {
-        unit = lastThree(in + i + 2);
-        used = 5;
-      } else if (behind >= 5) {
-        // No test on the lead byte: this takes lone continuation bytes and
-        // 0xFC-0xFF alike.
-        unit = lastThree(in + i + 3);
-        used = 6;
-      } else {
-        unit = '?';
-        used = 1;
+      if (walkEnd > end) walkEnd = end;
+      while (i < walkEnd) {
+        // Eight ASCII bytes at a time.
+        if (end - i >= 8) {
+          std::uint64_t block;
+          std::memcpy(&block, in + i, sizeof block);
+          if ((block & 0x8080808080808080ULL) == 0) {
+            for (std::size_t k = 0; k < 8; ++k) out[pos + k] = in[i + k];
+            pos += 8;
+            i += 8;
+            continue;
+          }
+        }
+        const unsigned b = in[i];
+        const std::size_t behind = n - i - 1;
+        unsigned short unit;
+        std::size_t used;
+        if (b < 0x80) {
+          unit = static_cast<unsigned short>(b);
+          used = 1;
+        } else if (behind >= 1 && (b & 0xE0) == 0xC0) {
+          unit = static_cast<unsigned short>(((b & 0x1Fu) << 6) | (in[i + 1] & 0x3Fu));
+          used = 2;
+        } else if (behind >= 2 && (b & 0xF0) == 0xE0) {
+          unit = lastThree(in + i);
+          used = 3;
+        } else if (behind >= 3 && (b & 0xF8) == 0xF0) {
+          unit = lastThree(in + i + 1);
+          used = 4;
+        } else if (behind >= 4 && (b & 0xFC) == 0xF8) {
+          unit = lastThree(in + i + 2);
+          used = 5;
+        } else if (behind >= 5) {
+          // No test on the lead byte: this takes lone continuation bytes and
+          // 0xFC-0xFF alike.
+          unit = lastThree(in + i + 3);
+          used = 6;
+        } else {
+          unit = '?';
+          used = 1;
+        }
+        // An overlong null ends the text; nothing behind it survives.
+        if (unit == 0) {
+          result.append(out, pos);
+          return result;
+        }
+        out[pos++] = unit;
+        i += used;
       }
-      // An overlong null ends the text; nothing behind it survives.
-      if (unit == 0) {
-        result.append(out, pos);
-        return result;
-      }
-      out[pos++] = unit;
-      i += used;
     }
     result.append(out, pos);
   }
