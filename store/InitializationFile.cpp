@@ -1,9 +1,12 @@
 #include "lumbrel/InitializationFile.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
+#include "store/EntryIndex.h"
 #include "store/SettingsFormat.h"
 #include "store/StoreFile.h"
 
@@ -16,6 +19,57 @@ InitializationFile::InitializationFile(const File::Path& path)
 
 InitializationFile::~InitializationFile() { store::closeQuietly(*this); }
 
+namespace {
+
+unsigned short folded(unsigned short unit) {
+  return (unit >= 'A' && unit <= 'Z') ? static_cast<unsigned short>(unit + ('a' - 'A')) : unit;
+}
+
+// An entry of one section with four folded units of its key packed for
+// comparison, the first unit highest.
+struct KeyedEntry {
+  std::uint64_t units;
+  std::size_t index;
+};
+
+// Sorts the entries of one section by key, stably. The keys often share a
+// long prefix ("setting1", "setting2", ...); past it, four units as one
+// number settle most comparisons, and compare() the rest.
+template <class Entries>
+void sortKeys(const Entries& entries, std::vector<KeyedEntry>& group) {
+  if (group.size() < 2) return;
+  // The folded prefix that all keys share; it holds no null unit.
+  const unsigned short* firstKey = entries[group[0].index].key.c_str();
+  std::size_t shared = 0;
+  while (firstKey[shared] != 0) ++shared;
+  for (const KeyedEntry& keyed : group) {
+    const unsigned short* key = entries[keyed.index].key.c_str();
+    std::size_t same = 0;
+    while (same < shared && key[same] != 0 && folded(key[same]) == folded(firstKey[same])) ++same;
+    shared = same;
+  }
+  for (KeyedEntry& keyed : group) {
+    const unsigned short* rest = entries[keyed.index].key.c_str() + shared;
+    // Units behind the end of the key count as 0, as the null unit does.
+    std::uint64_t units = 0;
+    bool ended = false;
+    for (int k = 0; k < 4; ++k) {
+      ended = ended || rest[k] == 0;
+      units = (units << 16) | (ended ? 0u : folded(rest[k]));
+    }
+    keyed.units = units;
+  }
+  std::stable_sort(group.begin(), group.end(), [&](const KeyedEntry& a, const KeyedEntry& b) {
+    if (a.units != b.units) return a.units < b.units;
+    // A key that ends within the four units ends both: they are equal.
+    if ((a.units & 0xFFFF) == 0) return false;
+    return compare(entries[a.index].key.c_str() + shared + 4,
+                   entries[b.index].key.c_str() + shared + 4) < 0;
+  });
+}
+
+}  // namespace
+
 bool InitializationFile::entryLess(const Entry& a, const Entry& b) {
   const long bySection = compare(a.section, b.section);
   if (bySection != 0) return bySection < 0;
@@ -26,17 +80,87 @@ void InitializationFile::sortEntries() {
   // A file that this class wrote comes back sorted; checking that costs one
   // comparison per entry against the sort's many.
   if (std::is_sorted(entries.begin(), entries.end(), entryLess)) return;
-  // Stable, so that duplicates keep the order of the file. Sorting pointers
-  // moves 8 bytes where an entry would move three strings.
-  std::vector<Entry*> order;
+  // Stable, so that duplicates keep the order of the file. A file holds runs
+  // of entries under one header: the runs are put in order of section, the
+  // runs of one section are joined in the order they had, and only the keys
+  // of one section are then sorted among themselves. That is the order of a
+  // stable sort by entryLess, for far fewer comparisons of names.
+  struct Run {
+    std::size_t begin;
+    std::size_t end;
+  };
+  std::vector<Run> runs;
+  for (std::size_t i = 0; i < entries.size();) {
+    std::size_t last = i + 1;
+    while (last < entries.size() && compare(entries[last].section, entries[i].section) == 0) ++last;
+    runs.push_back(Run{i, last});
+    i = last;
+  }
+  const auto sectionOf = [this](const Run& run) -> const wstring& {
+    return entries[run.begin].section;
+  };
+  std::stable_sort(runs.begin(), runs.end(), [&](const Run& a, const Run& b) {
+    return compare(sectionOf(a), sectionOf(b)) < 0;
+  });
+  // The new order as positions in the old one; entries move only once it is
+  // known, each straight to its place.
+  std::vector<std::size_t> order;
   order.reserve(entries.size());
-  for (Entry& entry : entries) order.push_back(&entry);
-  std::stable_sort(order.begin(), order.end(),
-                   [](const Entry* a, const Entry* b) { return entryLess(*a, *b); });
-  std::vector<Entry> sorted;
-  sorted.reserve(entries.size());
-  for (Entry* entry : order) sorted.push_back(std::move(*entry));
-  entries.swap(sorted);
+  std::vector<KeyedEntry> group;
+  for (std::size_t r = 0; r < runs.size();) {
+    group.clear();
+    std::size_t next = r;
+    for (; next < runs.size() && compare(sectionOf(runs[next]), sectionOf(runs[r])) == 0; ++next) {
+      for (std::size_t i = runs[next].begin; i < runs[next].end; ++i)
+        group.push_back(KeyedEntry{0, i});
+    }
+    sortKeys(entries, group);
+    for (const KeyedEntry& keyed : group) order.push_back(keyed.index);
+    r = next;
+  }
+  // Each cycle of the permutation is walked once: the place of the first
+  // entry is taken by the one that belongs there, and so on round.
+  for (std::size_t start = 0; start < order.size(); ++start) {
+    if (order[start] == start) continue;
+    Entry held = std::move(entries[start]);
+    std::size_t place = start;
+#if defined(__GNUC__)
+    // The walk jumps about the model, a cache miss a step; a second cursor
+    // runs eight steps ahead and asks for the entries before they are due.
+    std::size_t ahead = start;
+    for (int k = 0; k < 8 && order[ahead] != start; ++k) ahead = order[ahead];
+#endif
+    while (order[place] != start) {
+      const std::size_t from = order[place];
+#if defined(__GNUC__)
+      if (order[ahead] != start) {
+        ahead = order[ahead];
+        __builtin_prefetch(&entries[ahead]);
+        __builtin_prefetch(reinterpret_cast<const char*>(&entries[ahead]) + 64);
+      }
+#endif
+      entries[place] = std::move(entries[from]);
+      order[place] = place;
+      place = from;
+    }
+    entries[place] = std::move(held);
+    order[place] = place;
+  }
+  store::indexAll(entries);
+}
+
+void InitializationFile::append(const wstring& section, wstring key, wstring value) {
+  entries.push_back(Entry{section, std::move(key), std::move(value)});
+  entries.back().hash = store::nameHash(section, entries.back().key);
+  store::indexLast(entries);
+}
+
+std::size_t InitializationFile::find(const wstring& section, const wstring& key) const {
+  const std::size_t found =
+      store::findIndexed(entries, store::nameHash(section, key), [&](const Entry& entry) {
+        return compare(entry.section, section) == 0 && compare(entry.key, key) == 0;
+      });
+  return found == store::kNoEntry ? entries.size() : found;
 }
 
 void InitializationFile::open(unsigned long word) {
@@ -55,9 +179,16 @@ void InitializationFile::readEntries() {
   // A line cut off by the failure is not taken.
   if (!complete) bytes.resize(store::completeLines(text, bytes.size()));
   store::SettingsReader reader(text, bytes.size(), store::SettingsLayout::Sectioned);
+  // The section's part of the hash serves all the lines under one header.
+  std::uint64_t seed = 0;
   while (reader.next()) {
     entries.push_back(Entry{reader.section(), std::move(reader.key()), std::move(reader.value())});
+    const std::size_t last = entries.size() - 1;
+    if (last == 0 || entries[last - 1].section != entries[last].section)
+      seed = store::sectionSeed(entries[last].section);
+    entries[last].hash = store::nameHash(seed, entries[last].key);
   }
+  store::indexAll(entries);
   if (!complete) {
     loadFailed = true;
     throw std::runtime_error("failed to read from file");
@@ -72,8 +203,12 @@ void InitializationFile::writeEntries() {
 
 void InitializationFile::close() {
   FileLock guard(*this);
-  sortEntries();
-  if ((getMode() & MODE_WRITE) != 0 && !loadFailed) writeEntries();
+  // The model is sorted for the file; without a write nothing can see the
+  // order before the model is emptied.
+  if ((getMode() & MODE_WRITE) != 0 && !loadFailed) {
+    sortEntries();
+    writeEntries();
+  }
   entries.clear();
   File::close();
 }
@@ -107,7 +242,7 @@ void InitializationFile::createSection(const wstring& section) {
   for (const Entry& entry : entries) {
     if (compare(entry.section, section) == 0) return;
   }
-  entries.push_back(Entry{section, wstring(), wstring()});
+  append(section, wstring(), wstring());
 }
 
 void InitializationFile::removeSection(const wstring& section) {
@@ -116,6 +251,7 @@ void InitializationFile::removeSection(const wstring& section) {
       std::remove_if(entries.begin(), entries.end(),
                      [&](const Entry& entry) { return compare(entry.section, section) == 0; }),
       entries.end());
+  store::indexAll(entries);
 }
 
 std::vector<wstring> InitializationFile::enumerateKeys(const wstring& section) {
@@ -127,43 +263,34 @@ std::vector<wstring> InitializationFile::enumerateKeys(const wstring& section) {
   return keys;
 }
 
-namespace {
-
-template <class Entries>
-auto findEntry(Entries& entries, const wstring& section, const wstring& key) {
-  return std::find_if(entries.begin(), entries.end(), [&](const auto& entry) {
-    return compare(entry.section, section) == 0 && compare(entry.key, key) == 0;
-  });
-}
-
-}  // namespace
-
 void InitializationFile::createKey(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  if (findEntry(entries, section, key) != entries.end()) return;
-  entries.push_back(Entry{section, key, wstring()});
+  if (find(section, key) != entries.size()) return;
+  append(section, key, wstring());
 }
 
 void InitializationFile::removeKey(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  const auto found = findEntry(entries, section, key);
-  if (found != entries.end()) entries.erase(found);
+  const std::size_t found = find(section, key);
+  if (found == entries.size()) return;
+  entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(found));
+  store::indexAll(entries);
 }
 
 wstring InitializationFile::getValue(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  const auto found = findEntry(entries, section, key);
-  return found != entries.end() ? found->value : wstring();
+  const std::size_t found = find(section, key);
+  return found != entries.size() ? entries[found].value : wstring();
 }
 
 void InitializationFile::setValue(const wstring& section, const wstring& key,
                                   const wstring& value) {
   FileLock guard(*this);
-  const auto found = findEntry(entries, section, key);
-  if (found != entries.end()) {
-    found->value = value;
+  const std::size_t found = find(section, key);
+  if (found != entries.size()) {
+    entries[found].value = value;
   } else {
-    entries.push_back(Entry{section, key, value});
+    append(section, key, value);
   }
 }
 

@@ -1,9 +1,10 @@
 #include "lumbrel/PropertyFile.h"
 
-#include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <utility>
 
+#include "store/EntryIndex.h"
 #include "store/SettingsFormat.h"
 #include "store/StoreFile.h"
 
@@ -31,8 +32,11 @@ void PropertyFile::readEntries() {
   // A line cut off by the failure is not taken.
   if (!complete) bytes.resize(store::completeLines(text, bytes.size()));
   store::SettingsReader reader(text, bytes.size(), store::SettingsLayout::Flat);
-  while (reader.next())
+  while (reader.next()) {
     entries.push_back(Entry{std::move(reader.key()), std::move(reader.value())});
+    entries.back().hash = store::nameHash(entries.back().key);
+  }
+  store::indexAll(entries);
   if (!complete) {
     loadFailed = true;
     throw std::runtime_error("failed to read from file");
@@ -65,15 +69,17 @@ void PropertyFile::synchronize() {
   File::synchronize();
 }
 
-namespace {
-
-template <class Entries>
-auto findEntry(Entries& entries, const wstring& key) {
-  return std::find_if(entries.begin(), entries.end(),
-                      [&](const auto& entry) { return compare(entry.key, key) == 0; });
+void PropertyFile::append(wstring key, wstring value) {
+  entries.push_back(Entry{std::move(key), std::move(value)});
+  entries.back().hash = store::nameHash(entries.back().key);
+  store::indexLast(entries);
 }
 
-}  // namespace
+std::size_t PropertyFile::find(const wstring& key) const {
+  const std::size_t found = store::findIndexed(
+      entries, store::nameHash(key), [&](const Entry& entry) { return compare(entry.key, key) == 0; });
+  return found == store::kNoEntry ? entries.size() : found;
+}
 
 std::vector<wstring> PropertyFile::enumerateKeys() {
   FileLock guard(*this);
@@ -85,29 +91,31 @@ std::vector<wstring> PropertyFile::enumerateKeys() {
 
 void PropertyFile::createKey(const wstring& key) {
   FileLock guard(*this);
-  if (findEntry(entries, key) != entries.end()) return;
-  entries.push_back(Entry{key, wstring()});
+  if (find(key) != entries.size()) return;
+  append(key, wstring());
 }
 
 void PropertyFile::removeKey(const wstring& key) {
   FileLock guard(*this);
-  const auto found = findEntry(entries, key);
-  if (found != entries.end()) entries.erase(found);
+  const std::size_t found = find(key);
+  if (found == entries.size()) return;
+  entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(found));
+  store::indexAll(entries);
 }
 
 wstring PropertyFile::getValue(const wstring& key) {
   FileLock guard(*this);
-  const auto found = findEntry(entries, key);
-  return found != entries.end() ? found->value : wstring();
+  const std::size_t found = find(key);
+  return found != entries.size() ? entries[found].value : wstring();
 }
 
 void PropertyFile::setValue(const wstring& key, const wstring& value) {
   FileLock guard(*this);
-  const auto found = findEntry(entries, key);
-  if (found != entries.end()) {
-    found->value = value;
+  const std::size_t found = find(key);
+  if (found != entries.size()) {
+    entries[found].value = value;
   } else {
-    entries.push_back(Entry{key, value});
+    append(key, value);
   }
 }
 

@@ -64,6 +64,35 @@ TEST_F(InitializationFileTest, LookupsIgnoreCaseAndNewEntriesGoBehind) {
   EXPECT_EQ(file.getValue(W("NET"), W("PORT")), W(""));  // close empties the model
 }
 
+TEST_F(InitializationFileTest, LargeSectionsSortStablyAndFindTheFirstEntry) {
+  // Two passes over two sections, keys descending, each key once per pass:
+  // the second pass spells the sections otherwise and gives the value 1.
+  std::string content;
+  for (int pass = 0; pass < 2; ++pass) {
+    for (const char* section : {pass == 0 ? "b" : "B", pass == 0 ? "A" : "a"}) {
+      content += std::string("[") + section + "]\n";
+      for (int k = 39; k >= 0; --k) content += "k" + std::to_string(k + 10) + "=" + std::to_string(pass) + "\n";
+    }
+  }
+  writeFile(dir.native("f"), content);
+  file.open(kReadWrite);
+  EXPECT_EQ(file.getValue(W("a"), W("K15")), W("0"));
+  file.removeKey(W("A"), W("k15"));
+  EXPECT_EQ(file.getValue(W("a"), W("K15")), W("1"));
+  file.close();
+  std::string expected;
+  for (const char* section : {"A", "b"}) {
+    expected += std::string("[") + section + "]\n";
+    for (int k = 10; k < 50; ++k) {
+      for (int pass = 0; pass < 2; ++pass) {
+        if (k == 15 && pass == 0 && section[0] == 'A') continue;
+        expected += "k" + std::to_string(k) + "=" + std::to_string(pass) + "\n";
+      }
+    }
+  }
+  EXPECT_EQ(readFile(dir.native("f")), expected);
+}
+
 TEST_F(InitializationFileTest, ModesDecideWhatIsReadAndWritten) {
   {
     InitializationFile writer(dir.name("f"));

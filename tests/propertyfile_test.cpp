@@ -44,6 +44,27 @@ TEST_F(PropertyFileTest, WhatSurvivesAndTheFirstOfEqualKeysIsFound) {
   EXPECT_EQ(file.getValue(W("a")), W("2"));
 }
 
+TEST_F(PropertyFileTest, TheFirstOfEqualKeysIsFoundAfterEveryChange) {
+  // Keys 0-49, each four times in changing case, with the values n, n+50, ...
+  std::string content;
+  for (int i = 0; i < 200; ++i)
+    content += (i % 2 ? "KEY" : "key") + std::to_string(i % 50) + "=" + std::to_string(i) + "\n";
+  writeFile(dir.native("f"), content);
+  file.open(File::MODE_READ);
+  EXPECT_EQ(file.getValue(W("Key7")), W("7"));
+  file.removeKey(W("key7"));
+  file.removeKey(W("KEY7"));
+  // Enough new keys to outgrow the model's size a few times over.
+  for (int n = 0; n < 300; ++n) file.setValue(W(("new" + std::to_string(n)).c_str()), W("x"));
+  file.setValue(W("key9"), W("changed"));
+  for (int k = 0; k < 50; ++k) {
+    const std::string expected = k == 7 ? "107" : k == 9 ? "changed" : std::to_string(k);
+    EXPECT_EQ(file.getValue(W(("kEy" + std::to_string(k)).c_str())), W(expected.c_str())) << k;
+  }
+  EXPECT_EQ(file.getValue(W("NEW299")), W("x"));
+  EXPECT_EQ(file.enumerateKeys().size(), 498U);
+}
+
 TEST_F(PropertyFileTest, FailuresKeepTheModelOrTheDamagedFile) {
   writeFile(dir.native("f"), "old=1\n");
   StreamFaults faults;

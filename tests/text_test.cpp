@@ -45,6 +45,34 @@ TEST(TextTest, EncodesEachRangeAndDecodesItBack) {
   }
 }
 
+// Runs long enough for the block paths, with one other unit or form at every
+// position, so that each block boundary meets an odd element.
+TEST(TextTest, LongRunsConvertLikeSingleUnits) {
+  for (const unsigned short run : units({0x61, 0x3B1, 0x4E00})) {
+    for (std::size_t at = 0; at < 72; ++at) {
+      wstring wide(80, run);
+      wide[at] = units({'x', 0xE9, 0x20AC, 0xFFFF})[at % 4];
+      string expected;
+      for (const unsigned short unit : wide) expected += make_string(wstring(1, unit));
+      EXPECT_EQ(make_string(wide), expected) << std::hex << run << ' ' << at;
+      EXPECT_EQ(make_wstring(expected), wide) << std::hex << run << ' ' << at;
+    }
+  }
+  // An overlong null inside a run of two- or three-byte forms ends the text.
+  for (std::size_t at = 0; at < 40; ++at) {
+    string two;
+    string three;
+    for (std::size_t k = 0; k < 48; ++k) {
+      two += k == at ? bytes({0xC0, 0x80}) : bytes({0xCE, 0xB1});
+      three += k == at ? bytes({0xE0, 0x80, 0x80}) : bytes({0xE4, 0xB8, 0x80});
+    }
+    EXPECT_EQ(make_wstring(two), wstring(at, 0x3B1)) << at;
+    EXPECT_EQ(make_wstring(three), wstring(at, 0x4E00)) << at;
+  }
+  // Forms cut short at the end of a long text: "?" for each byte left.
+  EXPECT_EQ(make_wstring(string(40, 'a') + bytes({0xE4, 0xB8})), wstring(40, 'a') + units({'?', '?'}));
+}
+
 TEST(TextTest, DecodingFollowsTheTableRowByRow) {
   const std::pair<string, wstring> rows[] = {
       // Too few bytes behind a lead byte: "?" for that byte alone.

@@ -3,14 +3,64 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+// Both codecs work on runs: ASCII, two-byte and three-byte forms are taken a
+// block at a time where the target has SSE2, and one element at a time
+// everywhere else and at the ends of the text. The blocks only take what the
+// element-wise walk would take in the same way; any element they are unsure of
+// is left to that walk.
+//
+// Each result is allocated once. A first pass finds the measured length and
+// whether the text is all ASCII; such text is then copied through the range
+// constructor, which allocates and writes in one go (and which compilers
+// vectorise). Other text is filled chunk by chunk: resize() writes zeros over
+// what it adds, which for bytes is a memset into lines that stay in the cache
+// until the real bytes come; for units it is a loop of single stores, so
+// decoded units go to a buffer on the stack and are appended with memcpy.
+
 namespace Lumbrel {
 namespace {
 
-constexpr std::uint64_t kHighBits8 = 0x8080808080808080ULL;
-constexpr std::uint64_t kHighBits16 = 0xFF80FF80FF80FF80ULL;
+// Units encoded between two resizes of the result.
+constexpr std::size_t kChunk = 16 * 1024;
+// Bytes decoded between two appends to the result.
+constexpr std::size_t kDecodeChunk = 4 * 1024;
 
+#if defined(__SSE2__)
+// The x86-64 baseline, so no test of the processor is needed.
+
+__m128i load128(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
+void store128(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
+__m128i splat16(unsigned value) { return _mm_set1_epi16(static_cast<short>(value)); }
+__m128i splat32(std::uint32_t value) { return _mm_set1_epi32(static_cast<int>(value)); }
+unsigned mask(__m128i v) { return static_cast<unsigned>(_mm_movemask_epi8(v)); }
+
+#endif
+
+// `limit` must be the size of the array: the blocks read up to it, past the
+// null unit.
 std::size_t unitsBeforeNull(const unsigned short* text, std::size_t limit) {
   std::size_t n = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  while (limit - n >= 32) {
+    const __m128i nulls = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi16(load128(text + n), zero),
+                     _mm_cmpeq_epi16(load128(text + n + 8), zero)),
+        _mm_or_si128(_mm_cmpeq_epi16(load128(text + n + 16), zero),
+                     _mm_cmpeq_epi16(load128(text + n + 24), zero)));
+    if (mask(nulls) != 0) break;
+    n += 32;
+  }
+  while (limit - n >= 8) {
+    const unsigned nulls = mask(_mm_cmpeq_epi16(load128(text + n), zero));
+    if (nulls != 0) return n + static_cast<std::size_t>(__builtin_ctz(nulls)) / 2;
+    n += 8;
+  }
+#endif
   while (n < limit && text[n] != 0) ++n;
   return n;
 }
@@ -28,48 +78,194 @@ long compareFolded(const Unit* a, const Unit* b) {
   }
 }
 
-// Encodes n units into 8-bit text. The result starts at n bytes, which is
-// exact for ASCII; the first unit that needs more grows it once to the most
-// the rest can take, so that the pass never reallocates again.
-string encode(const unsigned short* in, std::size_t n) {
+#if defined(__SSE2__)
+// Two movemask bits for each unit below `limit`, a power of two.
+unsigned belowLanes(__m128i units, unsigned limit) {
+  return mask(_mm_cmpeq_epi16(_mm_and_si128(units, splat16(~(limit - 1) & 0xFFFF)),
+                              _mm_setzero_si128()));
+}
+unsigned asciiLanes(__m128i units) { return belowLanes(units, 0x80); }
+
+// Eight units below 0x800 to their two-byte forms, lead byte 0xC0 | u >> 6
+// first, then 0x80 | (u & 0x3F).
+__m128i twoByteForms(__m128i units) {
+  return _mm_or_si128(_mm_or_si128(_mm_srli_epi16(units, 6),
+                                   _mm_slli_epi16(_mm_and_si128(units, splat16(0x3F)), 8)),
+                      splat16(0x80C0));
+}
+
+// Eight units to their three-byte forms: 24 bytes, and 4 more that the next
+// store overwrites. Each form is built in a 32-bit lane and the lanes are then
+// closed up, 12 bytes to four units.
+void storeThreeByteForms(char* out, __m128i units) {
+  const __m128i lo32 = _mm_set_epi32(0, -1, 0, -1);
+  const __m128i lo64 = _mm_set_epi32(0, 0, -1, -1);
+  const __m128i halves[2] = {_mm_unpacklo_epi16(units, _mm_setzero_si128()),
+                             _mm_unpackhi_epi16(units, _mm_setzero_si128())};
+  for (std::size_t h = 0; h < 2; ++h) {
+    const __m128i u = halves[h];
+    __m128i forms = _mm_or_si128(
+        _mm_or_si128(_mm_srli_epi32(u, 12),
+                     _mm_slli_epi32(_mm_and_si128(_mm_srli_epi32(u, 6), splat32(0x3F)), 8)),
+        _mm_slli_epi32(_mm_and_si128(u, splat32(0x3F)), 16));
+    forms = _mm_or_si128(forms, splat32(0x008080E0));
+    forms = _mm_or_si128(_mm_and_si128(forms, lo32),
+                         _mm_srli_epi64(_mm_andnot_si128(lo32, forms), 8));
+    forms = _mm_or_si128(_mm_and_si128(forms, lo64),
+                         _mm_srli_si128(_mm_andnot_si128(lo64, forms), 2));
+    store128(out + 12 * h, forms);
+  }
+}
+#endif
+
+// The units in front of the first null unit among the first `limit`; `ascii`
+// is set to how many of them at the front are below 0x80.
+std::size_t measureUnits(const unsigned short* in, std::size_t limit, std::size_t& ascii) {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  while (limit - i >= 32) {
+    const __m128i a = load128(in + i);
+    const __m128i b = load128(in + i + 8);
+    const __m128i c = load128(in + i + 16);
+    const __m128i d = load128(in + i + 24);
+    const __m128i nulls = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi16(a, zero), _mm_cmpeq_epi16(b, zero)),
+        _mm_or_si128(_mm_cmpeq_epi16(c, zero), _mm_cmpeq_epi16(d, zero)));
+    if (mask(nulls) != 0 || asciiLanes(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d))) != 0xFFFF)
+      break;
+    i += 32;
+  }
+#endif
+  while (i < limit && in[i] != 0 && in[i] < 0x80) ++i;
+  ascii = i;
+  return i + unitsBeforeNull(in + i, limit - i);
+}
+
+// The bytes that `count` units, none of them null, encode to.
+std::size_t encodedBytes(const unsigned short* in, std::size_t count) {
+  std::size_t i = 0;
+  std::size_t extra = 0;
+#if defined(__SSE2__)
+  // Every lane counts, negatively, the units below 0x80 and those below
+  // 0x800: eight per round of 32 units, so 4,000 rounds stay inside a 16-bit
+  // lane.
+  const __m128i zero = _mm_setzero_si128();
+  while (count - i >= 32) {
+    __m128i below = zero;
+    std::size_t rounds = 0;
+    for (; rounds < 4000 && count - i >= 32; ++rounds, i += 32) {
+      for (std::size_t k = 0; k < 32; k += 8) {
+        const __m128i v = load128(in + i + k);
+        below = _mm_add_epi16(below, _mm_cmpeq_epi16(_mm_and_si128(v, splat16(0xFF80)), zero));
+        below = _mm_add_epi16(below, _mm_cmpeq_epi16(_mm_and_si128(v, splat16(0xF800)), zero));
+      }
+    }
+    // Pairs of lanes summed into four 32-bit counts, each at most 64,000.
+    std::int32_t sums[4];
+    store128(sums, _mm_madd_epi16(below, splat16(0xFFFF)));
+    extra += 2 * 32 * rounds - static_cast<std::size_t>(sums[0] + sums[1] + sums[2] + sums[3]);
+  }
+#endif
+  for (; i < count; ++i) extra += in[i] < 0x80 ? 0 : in[i] < 0x800 ? 1 : 2;
+  return count + extra;
+}
+
+// Encodes the units in front of the first null unit, with one allocation.
+string encode(const unsigned short* in, std::size_t limit) {
+  std::size_t ascii = 0;
+  const std::size_t n = measureUnits(in, limit, ascii);
+  if (ascii == n) return string(in, in + n);
+  // An exact count costs less than a second allocation and copy.
+  const std::size_t total = ascii + encodedBytes(in + ascii, n - ascii);
   string result;
-  if (n == 0) return result;
-  result.resize(n);
-  char* out = result.data();
+  result.reserve(total);
   std::size_t pos = 0;
   std::size_t i = 0;
   while (i < n) {
-    // Four ASCII units at a time, while the room for them is certain.
-    if (i + 4 <= n && pos + (n - i) <= result.size()) {
-      std::uint64_t block;
-      std::memcpy(&block, in + i, sizeof block);
-      if ((block & kHighBits16) == 0) {
-        out[pos] = static_cast<char>(in[i]);
-        out[pos + 1] = static_cast<char>(in[i + 1]);
-        out[pos + 2] = static_cast<char>(in[i + 2]);
-        out[pos + 3] = static_cast<char>(in[i + 3]);
-        pos += 4;
-        i += 4;
-        continue;
+    const std::size_t end = n - i > kChunk ? i + kChunk : n;
+    // Room for the worst case of the chunk and some bytes that the blocks
+    // write ahead, never beyond the total.
+    const std::size_t room = total - pos > 3 * (end - i) + 32 ? pos + 3 * (end - i) + 32 : total;
+    result.resize(room);
+    char* out = result.data();
+    while (i < end) {
+      // The units to walk one at a time before blocks are tried again.
+      std::size_t walkEnd = i + 1;
+#if defined(__SSE2__)
+      // Only whole blocks of one kind are taken, each kind in a loop of its
+      // own so that the next load waits for no mask. A block of mixed kinds
+      // is walked unit by unit: taking its runs as blocks would cost a
+      // mispredicted branch for every short run.
+      if (end - i >= 8 && room - pos >= 32) {
+        __m128i v = load128(in + i);
+        const unsigned asciiBits = asciiLanes(v);
+        const unsigned smallBits = belowLanes(v, 0x800);
+        if (asciiBits == 0xFFFF) {
+          _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(out + pos)),
+                           _mm_packus_epi16(v, v));
+          pos += 8;
+          i += 8;
+          while (end - i >= 16 && room - pos >= 32) {
+            const __m128i a = load128(in + i);
+            const __m128i b = load128(in + i + 8);
+            if (asciiLanes(_mm_or_si128(a, b)) != 0xFFFF) break;
+            store128(out + pos, _mm_packus_epi16(a, b));
+            pos += 16;
+            i += 16;
+          }
+          continue;
+        }
+        if (smallBits == 0xFFFF && asciiBits == 0) {
+          do {
+            store128(out + pos, twoByteForms(v));
+            pos += 16;
+            i += 8;
+            if (end - i < 8 || room - pos < 32) break;
+            v = load128(in + i);
+          } while (belowLanes(v, 0x800) == 0xFFFF && asciiLanes(v) == 0);
+          continue;
+        }
+        if (smallBits == 0) {
+          do {
+            storeThreeByteForms(out + pos, v);
+            pos += 24;
+            i += 8;
+            if (end - i < 8 || room - pos < 32) break;
+            v = load128(in + i);
+          } while (belowLanes(v, 0x800) == 0);
+          continue;
+        }
+        walkEnd = i + 8;
+      }
+#endif
+      if (walkEnd > end) walkEnd = end;
+      while (i < walkEnd) {
+        // Four ASCII units at a time.
+        if (end - i >= 4) {
+          std::uint64_t block;
+          std::memcpy(&block, in + i, sizeof block);
+          if ((block & 0xFF80FF80FF80FF80ULL) == 0) {
+            for (std::size_t k = 0; k < 4; ++k) out[pos + k] = static_cast<char>(in[i + k]);
+            pos += 4;
+            i += 4;
+            continue;
+          }
+        }
+        const unsigned u = in[i];
+        if (u < 0x80) {
+          out[pos++] = static_cast<char>(u);
+        } else if (u < 0x800) {
+          out[pos++] = static_cast<char>(0xC0 | (u >> 6));
+          out[pos++] = static_cast<char>(0x80 | (u & 0x3F));
+        } else {
+          out[pos++] = static_cast<char>(0xE0 | (u >> 12));
+          out[pos++] = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+          out[pos++] = static_cast<char>(0x80 | (u & 0x3F));
+        }
+        ++i;
       }
     }
-    const unsigned u = in[i];
-    // Room for this unit's three bytes and one byte for each unit left.
-    if (pos + 3 + (n - i - 1) > result.size()) {
-      result.resize(pos + 3 * (n - i));
-      out = result.data();
-    }
-    if (u < 0x80) {
-      out[pos++] = static_cast<char>(u);
-    } else if (u < 0x800) {
-      out[pos++] = static_cast<char>(0xC0 | (u >> 6));
-      out[pos++] = static_cast<char>(0x80 | (u & 0x3F));
-    } else {
-      out[pos++] = static_cast<char>(0xE0 | (u >> 12));
-      out[pos++] = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-      out[pos++] = static_cast<char>(0x80 | (u & 0x3F));
-    }
-    ++i;
   }
   result.resize(pos);
   return result;
@@ -79,60 +275,196 @@ unsigned short lastThree(const unsigned char* p) {
   return static_cast<unsigned short>(((p[0] & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu));
 }
 
-// Decodes n bytes. Every form yields at most one unit per byte it consumes,
+#if defined(__SSE2__)
+__m128i load32(const unsigned char* p) {
+  std::uint32_t word;
+  std::memcpy(&word, p, sizeof word);
+  return _mm_cvtsi32_si128(static_cast<int>(word));
+}
+
+// Four three-byte forms starting at p, p + 3, p + 6 and p + 9, one per 32-bit
+// lane, the lead byte lowest.
+__m128i threeByteForms(const unsigned char* p) {
+  return _mm_unpacklo_epi64(_mm_unpacklo_epi32(load32(p), load32(p + 3)),
+                            _mm_unpacklo_epi32(load32(p + 6), load32(p + 9)));
+}
+
+// The unit of each lane, sign-extended from 16 bits so that a signed pack
+// keeps it.
+__m128i threeByteUnits(__m128i forms) {
+  const __m128i units = _mm_or_si128(
+      _mm_or_si128(_mm_slli_epi32(_mm_and_si128(forms, splat32(0x0F)), 12),
+                   _mm_and_si128(_mm_srli_epi32(forms, 2), splat32(0x0FC0))),
+      _mm_and_si128(_mm_srli_epi32(forms, 16), splat32(0x3F)));
+  return _mm_srai_epi32(_mm_slli_epi32(units, 16), 16);
+}
+
+// All ones in the lanes whose lowest byte leads a three-byte form.
+__m128i threeByteLeads(__m128i forms) {
+  return _mm_cmpeq_epi32(_mm_and_si128(forms, splat32(0xF0)), splat32(0xE0));
+}
+// Eight two-byte forms, one per 16-bit lane (lead byte low, the byte behind
+// it high), to their units.
+__m128i twoByteUnits(__m128i forms) {
+  return _mm_or_si128(_mm_slli_epi16(_mm_and_si128(forms, splat16(0x1F)), 6),
+                      _mm_and_si128(_mm_srli_epi16(forms, 8), splat16(0x3F)));
+}
+
+// Two movemask bits for each lane that holds a two-byte form with a unit
+// other than null.
+unsigned twoByteLanes(__m128i forms, __m128i units) {
+  const __m128i leads = _mm_cmpeq_epi16(_mm_and_si128(forms, splat16(0x00E0)), splat16(0x00C0));
+  return mask(_mm_andnot_si128(_mm_cmpeq_epi16(units, _mm_setzero_si128()), leads));
+}
+
+// Eight three-byte forms in the 24 bytes at p to `units`; the result has two
+// movemask bits for each form that is one, with a unit other than null.
+unsigned threeByteBlock(const unsigned char* p, __m128i& units) {
+  const __m128i first = threeByteForms(p);
+  const __m128i second = threeByteForms(p + 12);
+  units = _mm_packs_epi32(threeByteUnits(first), threeByteUnits(second));
+  const __m128i leads = _mm_packs_epi32(threeByteLeads(first), threeByteLeads(second));
+  return mask(_mm_andnot_si128(_mm_cmpeq_epi16(units, _mm_setzero_si128()), leads));
+}
+#endif
+
+// The bytes in front of the first null byte among the first `limit`; `ascii`
+// is set to how many of them at the front are below 0x80.
+std::size_t measureBytes(const unsigned char* in, std::size_t limit, std::size_t& ascii) {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  while (limit - i >= 64) {
+    const __m128i a = load128(in + i);
+    const __m128i b = load128(in + i + 16);
+    const __m128i c = load128(in + i + 32);
+    const __m128i d = load128(in + i + 48);
+    const __m128i nulls =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(a, zero), _mm_cmpeq_epi8(b, zero)),
+                     _mm_or_si128(_mm_cmpeq_epi8(c, zero), _mm_cmpeq_epi8(d, zero)));
+    if ((mask(nulls) | mask(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)))) != 0) break;
+    i += 64;
+  }
+#endif
+  while (i < limit && in[i] != 0 && in[i] < 0x80) ++i;
+  ascii = i;
+  const void* null = std::memchr(in + i, 0, limit - i);
+  return null != nullptr ? static_cast<std::size_t>(static_cast<const unsigned char*>(null) - in)
+                         : limit;
+}
+
+// Decodes the n bytes in front of the first null byte, of which the first
+// `ascii` are ASCII. Every form yields at most one unit per byte it consumes,
 // so n units are always enough and the result is allocated once.
-wstring decode(const unsigned char* in, std::size_t n) {
+wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
+  if (ascii == n) return wstring(in, in + n);
   wstring result;
-  if (n == 0) return result;
-  result.resize(n);
-  unsigned short* out = result.data();
-  std::size_t pos = 0;
+  result.reserve(n);
+  // One unit for each byte of the chunk: enough for the blocks too, which
+  // write no further ahead than the bytes they read.
+  unsigned short out[kDecodeChunk];
   std::size_t i = 0;
   while (i < n) {
-    if (i + 8 <= n) {
-      std::uint64_t block;
-      std::memcpy(&block, in + i, sizeof block);
-      if ((block & kHighBits8) == 0) {
-        for (int k = 0; k < 8; ++k) out[pos + static_cast<std::size_t>(k)] = in[i + static_cast<std::size_t>(k)];
-        pos += 8;
-        i += 8;
-        continue;
+    const std::size_t end = n - i > kDecodeChunk ? i + kDecodeChunk : n;
+    std::size_t pos = 0;
+    while (i < end) {
+      // The bytes to walk one form at a time before blocks are tried again.
+      std::size_t walkEnd = i + 1;
+#if defined(__SSE2__)
+      // As in encode: only whole blocks of one kind, each kind in a loop of
+      // its own; a block of mixed kinds is walked.
+      if (end - i >= 32) {
+        __m128i v = load128(in + i);
+        if (mask(v) == 0) {
+          do {
+            store128(out + pos, _mm_unpacklo_epi8(v, _mm_setzero_si128()));
+            store128(out + pos + 8, _mm_unpackhi_epi8(v, _mm_setzero_si128()));
+            pos += 16;
+            i += 16;
+            if (end - i < 32) break;
+            v = load128(in + i);
+          } while (mask(v) == 0);
+          continue;
+        }
+        if ((in[i] & 0xE0) == 0xC0) {
+          __m128i units = twoByteUnits(v);
+          if (twoByteLanes(v, units) == 0xFFFF) {
+            do {
+              store128(out + pos, units);
+              pos += 8;
+              i += 16;
+              if (end - i < 32) break;
+              v = load128(in + i);
+              units = twoByteUnits(v);
+            } while (twoByteLanes(v, units) == 0xFFFF);
+            continue;
+          }
+        } else if ((in[i] & 0xF0) == 0xE0) {
+          __m128i units;
+          if (threeByteBlock(in + i, units) == 0xFFFF) {
+            do {
+              store128(out + pos, units);
+              pos += 8;
+              i += 24;
+            } while (end - i >= 32 && threeByteBlock(in + i, units) == 0xFFFF);
+            continue;
+          }
+        }
+        walkEnd = i + 16;
+      }
+#endif
+      if (walkEnd > end) walkEnd = end;
+      while (i < walkEnd) {
+        // Eight ASCII bytes at a time.
+        if (end - i >= 8) {
+          std::uint64_t block;
+          std::memcpy(&block, in + i, sizeof block);
+          if ((block & 0x8080808080808080ULL) == 0) {
+            for (std::size_t k = 0; k < 8; ++k) out[pos + k] = in[i + k];
+            pos += 8;
+            i += 8;
+            continue;
+          }
+        }
+        const unsigned b = in[i];
+        const std::size_t behind = n - i - 1;
+        unsigned short unit;
+        std::size_t used;
+        if (b < 0x80) {
+          unit = static_cast<unsigned short>(b);
+          used = 1;
+        } else if (behind >= 1 && (b & 0xE0) == 0xC0) {
+          unit = static_cast<unsigned short>(((b & 0x1Fu) << 6) | (in[i + 1] & 0x3Fu));
+          used = 2;
+        } else if (behind >= 2 && (b & 0xF0) == 0xE0) {
+          unit = lastThree(in + i);
+          used = 3;
+        } else if (behind >= 3 && (b & 0xF8) == 0xF0) {
+          unit = lastThree(in + i + 1);
+          used = 4;
+        } else if (behind >= 4 && (b & 0xFC) == 0xF8) {
+          unit = lastThree(in + i + 2);
+          used = 5;
+        } else if (behind >= 5) {
+          // No test on the lead byte: this takes lone continuation bytes and
+          // 0xFC-0xFF alike.
+          unit = lastThree(in + i + 3);
+          used = 6;
+        } else {
+          unit = '?';
+          used = 1;
+        }
+        // An overlong null ends the text; nothing behind it survives.
+        if (unit == 0) {
+          result.append(out, pos);
+          return result;
+        }
+        out[pos++] = unit;
+        i += used;
       }
     }
-    const unsigned b = in[i];
-    const std::size_t behind = n - i - 1;
-    unsigned short unit;
-    std::size_t used;
-    if (b < 0x80) {
-      unit = static_cast<unsigned short>(b);
-      used = 1;
-    } else if (behind >= 1 && (b & 0xE0) == 0xC0) {
-      unit = static_cast<unsigned short>(((b & 0x1Fu) << 6) | (in[i + 1] & 0x3Fu));
-      used = 2;
-    } else if (behind >= 2 && (b & 0xF0) == 0xE0) {
-      unit = lastThree(in + i);
-      used = 3;
-    } else if (behind >= 3 && (b & 0xF8) == 0xF0) {
-      unit = lastThree(in + i + 1);
-      used = 4;
-    } else if (behind >= 4 && (b & 0xFC) == 0xF8) {
-      unit = lastThree(in + i + 2);
-      used = 5;
-    } else if (behind >= 5) {
-      // No test on the lead byte: this takes lone continuation bytes and
-      // 0xFC-0xFF alike.
-      unit = lastThree(in + i + 3);
-      used = 6;
-    } else {
-      unit = '?';
-      used = 1;
-    }
-    // An overlong null ends the text; nothing behind it survives.
-    if (unit == 0) break;
-    out[pos++] = unit;
-    i += used;
+    result.append(out, pos);
   }
-  result.resize(pos);
   return result;
 }
 
@@ -147,7 +479,7 @@ string make_string(const unsigned short* text) {
 }
 
 string make_string(const wstring& text) {
-  return encode(text.data(), length(text));
+  return encode(text.data(), text.size());
 }
 
 wstring make_wstring(const unsigned short* text) {
@@ -159,7 +491,10 @@ wstring make_wstring(const char* text) {
 }
 
 wstring make_wstring(const string& text) {
-  return decode(reinterpret_cast<const unsigned char*>(text.data()), length(text));
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  std::size_t ascii = 0;
+  const std::size_t n = measureBytes(bytes, text.size(), ascii);
+  return decode(bytes, n, ascii);
 }
 
 unsigned long length(const char* text) {
@@ -167,7 +502,11 @@ unsigned long length(const char* text) {
 }
 
 unsigned long length(const unsigned short* text) {
-  return text == nullptr ? 0 : unitsBeforeNull(text, static_cast<std::size_t>(-1));
+  if (text == nullptr) return 0;
+  // No blocks here: nothing is known to lie behind the null unit.
+  std::size_t n = 0;
+  while (text[n] != 0) ++n;
+  return n;
 }
 
 unsigned long length(const string& text) {
@@ -192,7 +531,20 @@ long compare(const unsigned short* a, const unsigned short* b) {
 }
 
 long compare(const wstring& a, const wstring& b) {
-  return compareFolded(a.c_str(), b.c_str());
+  // Blocks of four units that are the same in both and hold no null unit
+  // decide nothing, whatever the folding; the sizes bound the blocks.
+  const unsigned short* x = a.c_str();
+  const unsigned short* y = b.c_str();
+  const std::size_t common = a.size() < b.size() ? a.size() : b.size();
+  std::size_t i = 0;
+  for (; common - i >= 4; i += 4) {
+    std::uint64_t p;
+    std::uint64_t q;
+    std::memcpy(&p, x + i, sizeof p);
+    std::memcpy(&q, y + i, sizeof q);
+    if (p != q || ((p - 0x0001000100010001ULL) & ~p & 0x8000800080008000ULL) != 0) break;
+  }
+  return compareFolded(x + i, y + i);
 }
 
 std::basic_ostream<char>& operator<<(std::basic_ostream<char>& out, const string& text) {

@@ -21,6 +21,7 @@
 #ifndef LUMBREL_INITIALIZATION_FILE_H
 #define LUMBREL_INITIALIZATION_FILE_H
 
+#include <cstddef>
 #include <vector>
 
 #include "lumbrel/Export.h"
@@ -80,10 +81,19 @@ class LUMBREL_API InitializationFile : public File {
     wstring section;
     wstring key;
     wstring value;
+    // The lookup index over `entries` (store/EntryIndex.h): the hash of
+    // section and key, and two positions in `entries`.
+    std::size_t hash = 0;
+    std::size_t head = 0;
+    std::size_t next = 0;
   };
 
   // Ascending by section, then key, case ignored.
   static bool entryLess(const Entry& a, const Entry& b);
+  // Appends an entry and indexes it.
+  void append(const wstring& section, wstring key, wstring value);
+  // The position of the first entry of that section and key, or the size.
+  std::size_t find(const wstring& section, const wstring& key) const;
   void sortEntries();
   void readEntries();
   void writeEntries();

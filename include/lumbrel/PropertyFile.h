@@ -21,6 +21,7 @@
 #ifndef LUMBREL_PROPERTY_FILE_H
 #define LUMBREL_PROPERTY_FILE_H
 
+#include <cstddef>
 #include <vector>
 
 #include "lumbrel/Export.h"
@@ -69,7 +70,17 @@ class LUMBREL_API PropertyFile : public File {
   struct Entry {
     wstring key;
     wstring value;
+    // The lookup index over `entries` (store/EntryIndex.h): the hash of the
+    // key, and two positions in `entries`.
+    std::size_t hash = 0;
+    std::size_t head = 0;
+    std::size_t next = 0;
   };
+
+  // Appends an entry and indexes it.
+  void append(wstring key, wstring value);
+  // The position of the first entry of that key, or the size.
+  std::size_t find(const wstring& key) const;
 
   void readEntries();
   void writeEntries();
