@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "BenchFiles.h"
+#include "BenchMain.h"
 #include "lumbrel/DataFile.h"
 
 namespace {
@@ -199,9 +200,5 @@ void registerAll() {
 
 int main(int argc, char** argv) {
   registerAll();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return bench::runBenchmarks(argc, argv);
 }

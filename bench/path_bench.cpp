@@ -4,6 +4,7 @@
 // a fixed one, which leaves the library's own work.
 #include <benchmark/benchmark.h>
 
+#include "BenchMain.h"
 #include "file/FullPath.h"
 #include "lumbrel/File.h"
 #include "platform/Platform.h"
@@ -50,9 +51,5 @@ int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("path/parse_relative/lumbrel", relative);
   benchmark::RegisterBenchmark("path/parse_relative_fixed_process/lumbrel", relativeFixedProcess);
   benchmark::RegisterBenchmark("path/resolve_only/lumbrel", resolveOnly);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return bench::runBenchmarks(argc, argv);
 }

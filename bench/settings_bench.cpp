@@ -13,16 +13,13 @@
 // The `_unsorted` row gives the store the person's file every time.
 // parse_3MB: the line reader alone, beside inih's callback parser, which
 // keeps nothing.
-#include <benchmark/benchmark.h>
-
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "BenchFiles.h"
+#include "BenchMain.h"
+#include "SettingsBench.h"
 #include "lumbrel/InitializationFile.h"
-#include "store/SettingsFormat.h"
 
 #if defined(LUMBREL_PEER_INIH)
 #include <INIReader.h>
@@ -45,11 +42,12 @@
 
 namespace {
 
+using bench::lookedUp;
+using Lookup = bench::SettingsLookup;
 using Lumbrel::File;
 
 constexpr int kSections = 1000;
 constexpr int kKeysPerSection = 100;
-constexpr int kLookups = 1000;
 
 std::string sectionName(int s) { return "section" + std::to_string(s); }
 std::string keyName(int k) { return "setting" + std::to_string(k); }
@@ -70,55 +68,25 @@ const std::string& content() {
   return text;
 }
 
-struct Lookup {
-  std::string section;
-  std::string key;
-  std::string dotted;  // section.key, for the peers that address keys so
-  std::string value;
-  Lumbrel::wstring wideSection;
-  Lumbrel::wstring wideKey;
-  Lumbrel::wstring wideValue;
-};
+constexpr bench::SettingsFamily kFamily{"settings", "3MB", "ini",
+                                        Lumbrel::store::SettingsLayout::Sectioned, content};
 
 const std::vector<Lookup>& lookups() {
-  static const std::vector<Lookup> list = [] {
-    std::mt19937 random(1000);
-    std::uniform_int_distribution<int> section(0, kSections - 1);
-    std::uniform_int_distribution<int> key(0, kKeysPerSection - 1);
-    std::vector<Lookup> out;
-    for (int i = 0; i < kLookups; ++i) {
-      const int s = section(random);
-      const int k = key(random);
-      Lookup lookup{sectionName(s), keyName(k), sectionName(s) + "." + keyName(k),
-                    valueText(s, k), {}, {}, {}};
-      lookup.wideSection = Lumbrel::make_wstring(lookup.section);
-      // The store keeps the blanks around `=` in the key and the value.
-      lookup.wideKey = Lumbrel::make_wstring(lookup.key + " ");
-      lookup.wideValue = Lumbrel::make_wstring(" " + lookup.value);
-      out.push_back(std::move(lookup));
-    }
-    return out;
-  }();
+  static const std::vector<Lookup> list =
+      bench::pickLookups([section = std::uniform_int_distribution<int>(0, kSections - 1),
+                          key = std::uniform_int_distribution<int>(0, kKeysPerSection - 1)](
+                             std::mt19937& random) mutable {
+        const int s = section(random);
+        const int k = key(random);
+        Lookup lookup{sectionName(s), keyName(k), sectionName(s) + "." + keyName(k),
+                      valueText(s, k), {}, {}, {}};
+        lookup.wideSection = Lumbrel::make_wstring(lookup.section);
+        // The store keeps the blanks around `=` in the key and the value.
+        lookup.wideKey = Lumbrel::make_wstring(lookup.key + " ");
+        lookup.wideValue = Lumbrel::make_wstring(" " + lookup.value);
+        return lookup;
+      });
   return list;
-}
-
-// A round opens the file, looks up the wanted keys and closes; an untimed
-// first round checks the values.
-using Round = bool (*)(const bench::TempFile&, const std::vector<Lookup>&, bool);
-
-void openClose(benchmark::State& state, const std::string& leaf, Round round,
-               const std::vector<Lookup>& wanted) {
-  const bench::TempFile file(leaf, content());
-  if (!round(file, wanted, true)) state.SkipWithError("wrong value");
-  for (auto _ : state) round(file, wanted, false);
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                          static_cast<int64_t>(file.size()));
-}
-
-template <typename Value, typename Expected>
-bool lookedUp(bool check, const Value& value, const Expected& expected) {
-  benchmark::DoNotOptimize(value);
-  return !check || value == expected;
 }
 
 bool lumbrelLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted, bool check) {
@@ -131,35 +99,6 @@ bool lumbrelLookups(const bench::TempFile& file, const std::vector<Lookup>& want
   return good;
 }
 
-void lumbrelRewrite(benchmark::State& state, bool unsorted) {
-  const bench::TempFile file("rewrite-lumbrel.ini", content());
-  for (auto _ : state) {
-    if (unsorted) {
-      state.PauseTiming();
-      file.rewrite(content());
-      state.ResumeTiming();
-    }
-    Lumbrel::InitializationFile store(File::Path(file.name()));
-    store.open(File::MODE_READ | File::MODE_WRITE);
-    store.close();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                          static_cast<int64_t>(file.size()));
-}
-
-void parseLumbrel(benchmark::State& state) {
-  const std::string& bytes = content();
-  for (auto _ : state) {
-    Lumbrel::store::SettingsReader reader(bytes.data(), bytes.size(),
-                                          Lumbrel::store::SettingsLayout::Sectioned);
-    std::size_t entries = 0;
-    while (reader.next()) ++entries;
-    benchmark::DoNotOptimize(entries);
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                          static_cast<int64_t>(bytes.size()));
-}
-
 #if defined(LUMBREL_PEER_INIH)
 bool inihLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted, bool check) {
   const INIReader reader(file.native());
@@ -169,22 +108,17 @@ bool inihLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted,
   return good;
 }
 
-void parseInih(benchmark::State& state) {
-  const std::string& text = content();
-  for (auto _ : state) {
-    std::size_t entries = 0;
-    ini_parse_string(
-        text.c_str(),
-        [](void* user, const char*, const char*, const char*) {
-          ++*static_cast<std::size_t*>(user);
-          return 1;
-        },
-        &entries);
-    benchmark::DoNotOptimize(entries);
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                          static_cast<int64_t>(text.size()));
-}
+const auto inihParse = [](const std::string& text) {
+  std::size_t entries = 0;
+  ini_parse_string(
+      text.c_str(),
+      [](void* user, const char*, const char*, const char*) {
+        ++*static_cast<std::size_t*>(user);
+        return 1;
+      },
+      &entries);
+  return entries;
+};
 #endif
 
 #if defined(LUMBREL_PEER_SIMPLEINI)
@@ -198,17 +132,11 @@ bool simpleIniLookups(const bench::TempFile& file, const std::vector<Lookup>& wa
   return good;
 }
 
-void simpleIniRewrite(benchmark::State& state) {
-  const bench::TempFile file("rewrite-simpleini.ini", content());
-  for (auto _ : state) {
-    CSimpleIniA ini;
-    if (ini.LoadFile(file.native().c_str()) != SI_OK ||
-        ini.SaveFile(file.native().c_str()) != SI_OK)
-      state.SkipWithError("load or save failed");
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                          static_cast<int64_t>(file.size()));
-}
+const auto simpleIniRewrite = [](const bench::TempFile& file) {
+  CSimpleIniA ini;
+  return ini.LoadFile(file.native().c_str()) == SI_OK &&
+         ini.SaveFile(file.native().c_str()) == SI_OK;
+};
 #endif
 
 #if defined(LUMBREL_PEER_POCO)
@@ -232,66 +160,41 @@ bool boostLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted
   return good;
 }
 
-void boostRewrite(benchmark::State& state) {
-  const bench::TempFile file("rewrite-boost.ini", content());
-  for (auto _ : state) {
-    boost::property_tree::ptree tree;
-    boost::property_tree::ini_parser::read_ini(file.native(), tree);
-    boost::property_tree::ini_parser::write_ini(file.native(), tree);
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                          static_cast<int64_t>(file.size()));
-}
+const auto boostRewrite = [](const bench::TempFile& file) {
+  boost::property_tree::ptree tree;
+  boost::property_tree::ini_parser::read_ini(file.native(), tree);
+  boost::property_tree::ini_parser::write_ini(file.native(), tree);
+  return true;
+};
 #endif
-
-// Open and close alone, and with the lookups.
-void lookupsCase(const char* impl, Round round) {
-  static const std::vector<Lookup> none;
-  const std::string leaf = std::string("lookups-") + impl + ".ini";
-  benchmark::RegisterBenchmark(
-      (std::string("settings/open_close_3MB/") + impl).c_str(),
-      [leaf, round](benchmark::State& state) { openClose(state, leaf, round, none); })
-      ->Unit(benchmark::kMillisecond);
-  benchmark::RegisterBenchmark(
-      (std::string("settings/open_close_3MB_1000_lookups/") + impl).c_str(),
-      [leaf, round](benchmark::State& state) { openClose(state, leaf, round, lookups()); })
-      ->Unit(benchmark::kMillisecond);
-}
 
 void registerAll() {
-  lookupsCase("lumbrel", lumbrelLookups);
+  bench::registerLookups(kFamily, "lumbrel", lumbrelLookups, lookups);
 #if defined(LUMBREL_PEER_INIH)
-  lookupsCase("inih", inihLookups);
+  bench::registerLookups(kFamily, "inih", inihLookups, lookups);
 #endif
 #if defined(LUMBREL_PEER_SIMPLEINI)
-  lookupsCase("simpleini", simpleIniLookups);
+  bench::registerLookups(kFamily, "simpleini", simpleIniLookups, lookups);
 #endif
 #if defined(LUMBREL_PEER_POCO)
-  lookupsCase("poco", pocoLookups);
+  bench::registerLookups(kFamily, "poco", pocoLookups, lookups);
 #endif
 #if defined(LUMBREL_PEER_BOOST)
-  lookupsCase("boost", boostLookups);
+  bench::registerLookups(kFamily, "boost", boostLookups, lookups);
 #endif
 
-  benchmark::RegisterBenchmark("settings/open_rewrite_close_3MB/lumbrel", lumbrelRewrite, false)
-      ->Unit(benchmark::kMillisecond);
+  bench::registerRewrite(kFamily, "lumbrel", bench::Reopen<Lumbrel::InitializationFile>());
 #if defined(LUMBREL_PEER_SIMPLEINI)
-  benchmark::RegisterBenchmark("settings/open_rewrite_close_3MB/simpleini", simpleIniRewrite)
-      ->Unit(benchmark::kMillisecond);
+  bench::registerRewrite(kFamily, "simpleini", simpleIniRewrite);
 #endif
 #if defined(LUMBREL_PEER_BOOST)
-  benchmark::RegisterBenchmark("settings/open_rewrite_close_3MB/boost", boostRewrite)
-      ->Unit(benchmark::kMillisecond);
+  bench::registerRewrite(kFamily, "boost", boostRewrite);
 #endif
-  benchmark::RegisterBenchmark("settings/open_rewrite_close_3MB_unsorted/lumbrel", lumbrelRewrite,
-                               true)
-      ->Unit(benchmark::kMillisecond);
+  bench::registerRewrite<true>(kFamily, "lumbrel", bench::Reopen<Lumbrel::InitializationFile>());
 
-  benchmark::RegisterBenchmark("settings/parse_3MB/lumbrel", parseLumbrel)
-      ->Unit(benchmark::kMillisecond);
+  bench::registerLumbrelParse<kFamily>();
 #if defined(LUMBREL_PEER_INIH)
-  benchmark::RegisterBenchmark("settings/parse_3MB/inih", parseInih)
-      ->Unit(benchmark::kMillisecond);
+  bench::registerParse(kFamily, "inih", inihParse);
 #endif
 }
 
@@ -299,9 +202,5 @@ void registerAll() {
 
 int main(int argc, char** argv) {
   registerAll();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return bench::runBenchmarks(argc, argv);
 }

@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchMain.h"
 #include "lumbrel/Text.h"
 
 #if defined(LUMBREL_PEER_ICU)
@@ -255,9 +256,5 @@ void registerAll() {
 
 int main(int argc, char** argv) {
   registerAll();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return bench::runBenchmarks(argc, argv);
 }

@@ -1,16 +1,20 @@
 // What the two settings fuzz targets share: a small reference reader of the
 // line format, written from the format's rules line form by line form, a
-// reference writer, and the round trip of the library's own codec.
+// reference writer, the round trip of the library's own codec, and the
+// stores' own open and close on a real file.
 #ifndef LUMBREL_FUZZ_SETTINGS_FUZZ_H
 #define LUMBREL_FUZZ_SETTINGS_FUZZ_H
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "FuzzFiles.h"
+#include "lumbrel/File.h"
 #include "lumbrel/Text.h"
 #include "store/SettingsFormat.h"
 
@@ -141,6 +145,37 @@ inline std::vector<Entry> checkCodec(const char* data, std::size_t size, Setting
   const std::vector<Entry> again = parse(written.data(), written.size(), layout);
   check(again == entries && write(again, layout) == written);
   return read;
+}
+
+// The fuzzer's buffer has no terminator behind it, so a read one byte too
+// far is caught.
+inline std::vector<Entry> checkCodec(const std::uint8_t* data, std::size_t size,
+                                     SettingsLayout layout) {
+  return checkCodec(reinterpret_cast<const char*>(data), size, layout);
+}
+
+// ---- The stores ----
+
+// The input as a real file in the scratch directory: `Store`'s open for
+// reading must pass `inspect(store, model)`, and its close after an open for
+// reading and writing must write `model` back as the reference writer does.
+template <typename Store, typename Inspect>
+void checkStore(const char* entry, const std::uint8_t* data, std::size_t size,
+                const std::vector<Entry>& model, SettingsLayout layout, Inspect inspect) {
+  const ScratchFile& file = scratch(entry);
+  file.write(data, size);
+  {
+    Store store(file.path());
+    store.open(Lumbrel::File::MODE_READ);
+    inspect(store, model);
+    store.close();
+  }
+  {
+    Store store(file.path());
+    store.open(Lumbrel::File::MODE_READ | Lumbrel::File::MODE_WRITE);
+    store.close();
+  }
+  check(file.read() == referenceWrite(model, layout));
 }
 
 }  // namespace lumbrel_fuzz
