@@ -184,6 +184,7 @@ END {
     if (peers == 0) row(family, operation, mine_text, "-", "-", "-", "")
   }
   if (missed > 0) printf "\n%d goal(s) missed.\n", missed
+  else printf "\nEvery goal met.\n"
 
   if (json == "") exit
   printf "{\n  \"date\": %s,\n  \"skipped_peers\": [", json_string(stamp) > json
