@@ -134,7 +134,7 @@ std::string runSequence(Store& store, int thread, Contents& mine) {
 template <class Store>
 class StoreStress : public ::testing::Test {};
 using Stores = ::testing::Types<DataStore, IniStore, PropertyStore>;
-TYPED_TEST_SUITE(StoreStress, Stores);
+TYPED_TEST_SUITE(StoreStress, Stores, );
 
 TYPED_TEST(StoreStress, SharedByThreadsEndsInExactState) {
   TempDir dir;
