@@ -73,28 +73,6 @@ TEST_F(DataFileTest, RoundTripsKeepUnitsOrderAndEveryByte) {
   EXPECT_EQ(readFile(dir.native("case")), encoded("zeta", "1"));
 }
 
-TEST_F(DataFileTest, DamagedFilesLoadWhatPrecedesTheDamageAndAreNotRewritten) {
-  const std::string good = encoded("one", "1") + encoded("two", "2");
-  // The damage, and whether it is a key error.
-  const std::pair<std::string, bool> cases[] = {{encoded("three", "333").substr(0, 12), false},
-                                                {std::string("\xFF\xFF\xFF\xFF\0a", 6), false},
-                                                {std::string("\0\0\0\0\1\0\0\0x", 9), true}};
-  for (const auto& [damage, keyError] : cases) {
-    const std::string bytes = good + damage + encoded("after", "!");
-    writeFile(dir.native("damaged"), bytes);
-    DataFile file(path("damaged"));
-    if (keyError)
-      EXPECT_THROW_MSG(file.open(RW), std::invalid_argument, "zero length key");
-    else
-      EXPECT_THROW_MSG(file.open(RW), std::runtime_error, "failed to read from file");
-    EXPECT_EQ(file.getMode(), RW | File::MODE_BINARY);
-    EXPECT_EQ(keys(file), (Keys{W("one"), W("two")}));
-    file.insert(Record(W("more"), {}));
-    file.close();
-    EXPECT_EQ(readFile(dir.native("damaged")), bytes);
-  }
-}
-
 // Synchronize writes the records; with write alone it keeps them, since
 // reopening would empty the file just written.
 TEST_F(DataFileTest, ModesDecideLoadingAndWritingAndSynchronizeWrites) {

@@ -323,26 +323,37 @@ void unreadableSettings(const TempDir& dir, const std::string& entry) {
   EXPECT_EQ(readFile(dir.native(entry)), text);
 }
 
-// A damaged data file raises at every load and is never rewritten: not by
-// close, synchronize or the destructor. For the settings files no byte
-// sequence is damage, since any 8-bit text decodes; a failed read is.
+// A damaged data file raises at every load, keeps what precedes the damage
+// and is never rewritten: not by close, synchronize or the destructor. For
+// the settings files no byte sequence is damage, since any 8-bit text
+// decodes; a failed read is.
 TEST_F(FaultTest, DamagedFilesAreLeftByteForByte) {
-  const std::string good = encoded("one", "1");
-  const std::string damaged[] = {
-      good + std::string("\3\0\0\0\0a\0", 7) + encoded("after", "!"),  // odd key length
-      good + encoded("two", "2").substr(0, 12),                        // cut in a length field
-      good + std::string("\2\0\0\0\0x\xF0\xFF\xFF\xFF", 10) + "data",  // data length near 4 GiB
-  };
-  for (const std::string& bytes : damaged) {
+  const std::string good = encoded("one", "1") + encoded("two", "2");
+  const std::pair<std::string, bool> damage[] = {  // and whether it is a key error
+      {encoded("three", "333").substr(0, 12), false},           // cut in a length field
+      {std::string("\xFF\xFF\xFF\xFF\0a", 6), false},           // key length near 4 GiB
+      {std::string("\3\0\0\0\0a\0", 7), false},                 // odd key length
+      {std::string("\2\0\0\0\0x\xF0\xFF\xFF\xFF", 10), false},  // data length near 4 GiB
+      {std::string("\0\0\0\0\1\0\0\0x", 9), true}};             // empty key
+  for (const auto& [damaged, keyError] : damage) {
+    const std::string bytes = good + damaged + encoded("after", "!");
+    const auto fails = [&, keyError = keyError](const std::function<void()>& load) {
+      if (keyError) EXPECT_THROW_MSG(load(), std::invalid_argument, "zero length key");
+      else EXPECT_THROW_MSG(load(), std::runtime_error, kReadFailed);
+    };
     writeFile(dir.native("data"), bytes);
     {
       DataFile file(path("data"));
-      EXPECT_THROW_MSG(file.open(kReadWrite), std::runtime_error, kReadFailed);
-      EXPECT_EQ(file.size(), 1UL);
+      fails([&] { file.open(kReadWrite); });
+      EXPECT_EQ(file.getMode(), kReadWrite | File::MODE_BINARY);
       file.insert(Record(W("more"), {}));
-      EXPECT_THROW_MSG(file.synchronize(), std::runtime_error, kReadFailed);
+      fails([&] { file.synchronize(); });
+      EXPECT_EQ(file.size(), 2UL);
       EXPECT_EQ(readFile(dir.native("data")), bytes);
-      EXPECT_EQ(file.size(), 1UL);
+      file.insert(Record(W("more"), {}));
+      file.close();
+      EXPECT_EQ(readFile(dir.native("data")), bytes);
+      fails([&] { file.open(kReadWrite); });
     }
     EXPECT_EQ(readFile(dir.native("data")), bytes);
   }
