@@ -92,12 +92,6 @@ int inChild(const std::function<int()>& body) {
 
 // Each store behind one face: a value per key, and the file that a store
 // holding `entries` writes (entries in the order the store writes them).
-std::string lines(const Entries& entries) {
-  std::string out;
-  for (const auto& [key, value] : entries) out += key + "=" + value + "\n";
-  return out;
-}
-
 struct DataStore {
   using Store = DataFile;
   static constexpr const char* kName = "data";
@@ -117,18 +111,6 @@ struct DataStore {
   }
 };
 
-struct IniStore {
-  using Store = InitializationFile;
-  static constexpr const char* kName = "settings.ini";
-  static void set(Store& file, const char* key, const std::string& value) {
-    file.setValue(W("S"), W(key), W(value.c_str()));
-  }
-  static std::string get(Store& file, const char* key) {
-    return make_string(file.getValue(W("S"), W(key)));
-  }
-  static std::string bytes(const Entries& entries) { return "[S]\n" + lines(entries); }
-};
-
 struct PropertyStore {
   using Store = PropertyFile;
   static constexpr const char* kName = "settings.properties";
@@ -138,7 +120,11 @@ struct PropertyStore {
   static std::string get(Store& file, const char* key) {
     return make_string(file.getValue(W(key)));
   }
-  static std::string bytes(const Entries& entries) { return lines(entries); }
+  static std::string bytes(const Entries& entries) {
+    std::string out;
+    for (const auto& [key, value] : entries) out += key + "=" + value + "\n";
+    return out;
+  }
 };
 
 class FaultTest : public ::testing::Test {
@@ -288,7 +274,6 @@ void changedUnderTheStore(const TempDir& dir) {
 
 TEST_F(FaultTest, FileRemovedOrCutWhileOpen) {
   changedUnderTheStore<DataStore>(dir);
-  changedUnderTheStore<IniStore>(dir);
   changedUnderTheStore<PropertyStore>(dir);
 
   // A log appends at the end of whatever the file is now; one removed while
