@@ -9,12 +9,10 @@
 #include <tuple>
 #include <vector>
 
-#include "StoreTestSupport.h"
+#include "TestSupport.h"
 #include "store/DataFileFormat.h"
 
-using Lumbrel::DataFile;
-using Lumbrel::File;
-using Lumbrel::wstring;
+using namespace Lumbrel;
 using namespace lumbrel_test;
 
 namespace {
@@ -27,8 +25,8 @@ constexpr unsigned long RW = File::MODE_READ | File::MODE_WRITE;
 
 std::string encoded(const wstring& key, const std::string& data) {
   const Record record(key, Bytes(data.begin(), data.end()));
-  std::string out(Lumbrel::store::encodedSize(record), '\0');
-  Lumbrel::store::encodeRecord(record, reinterpret_cast<unsigned char*>(&out[0]));
+  std::string out(store::encodedSize(record), '\0');
+  store::encodeRecord(record, reinterpret_cast<unsigned char*>(&out[0]));
   return out;
 }
 std::string encoded(const char* key, const std::string& data) { return encoded(W(key), data); }
@@ -39,8 +37,7 @@ Keys keys(DataFile& file) {
   return out;
 }
 
-class DataFileTest : public ::testing::Test {
- protected:
+struct DataFileTest : ::testing::Test {
   File::Path path(const std::string& entry) { return File::Path(dir.name(entry)); }
   TempDir dir;
 };
@@ -74,28 +71,6 @@ TEST_F(DataFileTest, RoundTripsKeepUnitsOrderAndEveryByte) {
   cased.remove(Record(W("key"), {}));
   cased.close();
   EXPECT_EQ(readFile(dir.native("case")), encoded("zeta", "1"));
-}
-
-TEST_F(DataFileTest, DamagedFilesLoadWhatPrecedesTheDamageAndAreNotRewritten) {
-  const std::string good = encoded("one", "1") + encoded("two", "2");
-  // The damage, and whether it is a key error.
-  const std::pair<std::string, bool> cases[] = {{encoded("three", "333").substr(0, 12), false},
-                                                {std::string("\xFF\xFF\xFF\xFF\0a", 6), false},
-                                                {std::string("\0\0\0\0\1\0\0\0x", 9), true}};
-  for (const auto& [damage, keyError] : cases) {
-    const std::string bytes = good + damage + encoded("after", "!");
-    writeFile(dir.native("damaged"), bytes);
-    DataFile file(path("damaged"));
-    if (keyError)
-      EXPECT_THROW_MSG(file.open(RW), std::invalid_argument, "zero length key");
-    else
-      EXPECT_THROW_MSG(file.open(RW), std::runtime_error, "failed to read from file");
-    EXPECT_EQ(file.getMode(), RW | File::MODE_BINARY);
-    EXPECT_EQ(keys(file), (Keys{W("one"), W("two")}));
-    file.insert(Record(W("more"), {}));
-    file.close();
-    EXPECT_EQ(readFile(dir.native("damaged")), bytes);
-  }
 }
 
 // Synchronize writes the records; with write alone it keeps them, since
@@ -133,20 +108,6 @@ TEST_F(DataFileTest, ModesDecideLoadingAndWritingAndSynchronizeWrites) {
   }
 }
 
-TEST_F(DataFileTest, WriteFailureKeepsTheRecordsForAnotherClose) {
-  StreamFaults faults;
-  Lumbrel::platform::ScopedPlatform installed(faults);
-  DataFile file(path("full"));
-  file.open(RW);
-  file.insert(Record(W("a"), {1}));
-  faults.redirectOpens("/dev/full");
-  EXPECT_THROW_MSG(file.close(), std::runtime_error, "failed to write to file");
-  EXPECT_EQ(file.getMode(), RW | File::MODE_BINARY);
-  faults.heal();
-  file.close();
-  EXPECT_EQ(readFile(dir.native("full")), encoded("a", "\1"));
-}
-
 // Random operations against a vector walked with compare: the index, the
 // holes left by removal, the records kept as file bytes until needed and keys
 // changed through the references operator[] hands out (or through copies of
@@ -162,7 +123,7 @@ TEST_F(DataFileTest, BehavesLikeALinearWalkAlsoAfterKeysChangeThroughReferences)
     const std::size_t length = 1 + random() % 2;  // twenty keys, equal in pairs but for case
     const wstring key = W(std::string(length, "aAbBcCdDeE"[random() % 10]).c_str());
     auto found = model.begin();
-    while (found != model.end() && Lumbrel::compare(found->getKey(), key) != 0) ++found;
+    while (found != model.end() && compare(found->getKey(), key) != 0) ++found;
     const unsigned long action = random() % 5;
     if (action == 0) {
       file.insert(Record(key, {}));

@@ -7,8 +7,7 @@
 
 #include "TestSupport.h"
 
-using Lumbrel::File;
-using Lumbrel::LogFile;
+using namespace Lumbrel;
 using namespace lumbrel_test;
 
 namespace {
@@ -18,14 +17,13 @@ constexpr const char* kOpenFailed = "failed to open file.";
 TEST(LogFileTest, KeptLogGrowsAndFreshLogStartsEmpty) {
   TempDir dir;
   const std::string longLine(LogFile::MAX_LINE_LENGTH + 10, 'x');
-  writeFile(dir.native("kept"), "old\n");
-  writeFile(dir.native("fresh"), "old\n");
+  for (const char* entry : {"kept", "fresh"}) writeFile(dir.native(entry), "old\n");
   {
     LogFile log(File::Path(dir.name("kept")));
     log.open(File::MODE_READ | File::MODE_WRITE);
     EXPECT_EQ(log.getMode(), 0UL);
-    log.seekp(0);  // writes still go to the end
-    log << "new\n";
+    log.seekp(0);
+    log << "new\n";  // still at the end
     log.close();
     log.open(File::MODE_READ | File::MODE_WRITE);
     log << longLine << '\n';
@@ -42,12 +40,11 @@ TEST(LogFileTest, KeptLogGrowsAndFreshLogStartsEmpty) {
 TEST(LogFileTest, ReadOnlyOpenPrintsTheLineOnlyForAPresentFile) {
   TempDir dir;
   writeFile(dir.native("present"), "keep");
-  LogFile present(File::Path(dir.name("present")));
-  LogFile missing(File::Path(dir.name("missing")));
+  LogFile present(File::Path(dir.name("present"))), missing(File::Path(dir.name("missing")));
   testing::internal::CaptureStdout();
   EXPECT_THROW_MSG(present.open(File::MODE_READ), std::runtime_error, kOpenFailed);
-  const std::string name = Lumbrel::make_string(dir.name("present"));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "File::open() failed to open " + name + "\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "File::open() failed to open " + make_string(dir.name("present")) + "\n");
   EXPECT_EQ(readFile(dir.native("present")), "keep");
 
   testing::internal::CaptureStdout();
