@@ -16,20 +16,17 @@ namespace {
 
 constexpr const char* kTimeout = "failed to obtain mutex within timeout";
 
-// Runs `body` on another thread and returns its result.
 template <typename F>
 auto onOtherThread(F body) {
   return std::async(std::launch::async, body).get();
 }
 
-// Whether a thread that holds nothing finds the lock taken.
 bool heldElsewhere(const Mutex& mutex) {
   return onOtherThread([&] { return mutex.isLocked(); });
 }
 
-// Each take needs its own unlock; isLocked is true only for the threads that
-// do not hold the lock, and an unlock from them changes nothing. A timed lock
-// against the holder gives up after as many seconds as it was given.
+// Each take needs its own unlock; isLocked and unlock from a non-holder change nothing;
+// a timed lock against the holder gives up after the seconds it was given.
 TEST(MutexTest, RecursiveHoldByOneThread) {
   Mutex mutex;
   mutex.unlock();  // nobody holds it: nothing happens
@@ -52,12 +49,9 @@ TEST(MutexTest, RecursiveHoldByOneThread) {
 
 TEST(MutexTest, CopiesAndAssignmentShareOneLock) {
   Mutex source;
-  {
-    Mutex copy(source);
-    copy.lock();
-    EXPECT_TRUE(heldElsewhere(source));
-    source.unlock();  // the holder may unlock through any handle
-  }
+  Mutex(source).lock();  // a copy that goes at once
+  EXPECT_TRUE(heldElsewhere(source));
+  source.unlock();  // the holder may unlock through any handle
   EXPECT_FALSE(heldElsewhere(source));  // usable after the copy is gone
 
   Mutex a, b;
