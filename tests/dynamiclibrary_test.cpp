@@ -17,7 +17,6 @@ namespace {
 const std::string kLibraryA = LUMBREL_TESTLIB_A;
 const std::string kLibraryB = LUMBREL_TESTLIB_B;
 
-// Whether the loader has the file mapped into this process now.
 bool isMapped(const std::string& path) {
   return lumbrel_test::readFile("/proc/self/maps").find(path) != std::string::npos;
 }
@@ -27,7 +26,6 @@ int call(const DynamicLibrary& library, const char* name) {
   return symbol == nullptr ? -1 : symbol();
 }
 
-// Logs the virtual load and unload calls that reach it.
 struct Recording : DynamicLibrary {
   using DynamicLibrary::DynamicLibrary;
   bool load() override {
@@ -42,8 +40,7 @@ struct Recording : DynamicLibrary {
 };
 
 TEST(DynamicLibraryTest, ObjectsThatAreNotLoaded) {
-  // The empty name never reaches the loader, which would give the program.
-  DynamicLibrary empty;
+  DynamicLibrary empty;  // never reaches the loader, which would give the program
   DynamicLibrary missing(W("/nonexistent/libnothing.so"));
   for (DynamicLibrary* library : {&empty, &missing}) {
     EXPECT_FALSE(library->load());
@@ -64,8 +61,7 @@ TEST(DynamicLibraryTest, LoadsAreCountedPerObject) {
   ASSERT_TRUE(library.load());
   EXPECT_EQ(call(library, "lumbrel_testlib_count"), 1);
   EXPECT_EQ(library.getSymbol(W("lumbrel_testlib_missing")), nullptr);
-  // A second load adds nothing, so one unload lets the file go.
-  EXPECT_TRUE(library.load());
+  EXPECT_TRUE(library.load());  // adds nothing: one unload lets the file go
   EXPECT_TRUE(library.unload());
   EXPECT_FALSE(library.isLoaded());
   EXPECT_FALSE(isMapped(kLibraryA));

@@ -32,12 +32,11 @@ TEST_F(FileTest, ModeTableOnPresentAndMissingFiles) {
     bool present, opens;
     const char* after;  // the file's content afterwards, "-" when there is none
   } rows[] = {
-      {0, true, false, "keep"},   {0, false, false, "-"},
-      {File::MODE_BINARY, true, false, "keep"},     {read, true, true, "keep"},
-      {read, false, false, "-"},  {write, true, true, ""},
-      {write | File::MODE_BINARY, false, true, ""}, {read | write, false, true, ""},
-      {read | write | 0x100, true, true, "keep"},  // unassigned bits stay in the word
-  };
+      {0, false, false, "-"},      {File::MODE_BINARY, true, false, "keep"},
+      {read, true, true, "keep"},  {read, false, false, "-"},
+      {write, true, true, ""},     {write | File::MODE_BINARY, false, true, ""},
+      {read | write, false, true, ""},
+      {read | write | 0x100, true, true, "keep"}};  // unassigned bits stay in the word
   int index = 0;
   for (const auto& row : rows) {
     const std::string entry = std::to_string(index++);
@@ -73,7 +72,7 @@ TEST_F(FileTest, SynchronizeReopensAtTheStartAndKeepsWriteOnlyContent) {
   file << "kept";
   file.synchronize();
   EXPECT_EQ(readFile(dir.native("sync")), "kept");
-  // Opening an open file keeps it open, sets failbit and stores the new word.
+  // Opening an open file keeps it open, fails and stores the new mode.
   file.open(File::MODE_READ);
   EXPECT_TRUE(file.fail() && file.is_open());
   EXPECT_EQ(file.getMode(), File::MODE_READ);
@@ -131,8 +130,7 @@ TEST_F(FileTest, CopyProtectsTheTarget) {
 
 TEST_F(FileTest, NamesMapToNativePaths) {
   writeFile(dir.native("m"), "x");
-  // Any volume letter and either separator name the root; a native absolute
-  // path works as it is; the name ends at its first null unit.
+  // A volume letter names the root; a native path works as it is; a null unit ends the name.
   EXPECT_TRUE(File::exists(Lumbrel::make_wstring("c:" + dir.native("m"))));
   EXPECT_TRUE(File::exists(Lumbrel::make_wstring(dir.native("m"))));
   EXPECT_TRUE(File::exists(dir.name("m") + Lumbrel::wstring(1, 0) + lumbrel_test::W("junk")));

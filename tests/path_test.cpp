@@ -18,14 +18,12 @@ namespace {
 constexpr const char* kEmpty = "null or empty string passed as file path";
 constexpr const char* kUndetermined = "cannot determine path";
 
-// A process whose executable has the given file name.
 struct ProcessAt : Lumbrel::platform::PlatformWrapper {
   explicit ProcessAt(const char* name) : fileName(W(name)) {}
   wstring processFileName() override { return fileName; }
   wstring fileName;
 };
 
-// The three fields joined by `|`, so that a mismatch shows them all.
 std::string fields(const File::Path& path) {
   return Lumbrel::make_string(path.getVolume() + W("|") + path.getDirectory() + W("|") +
                               path.getName());
@@ -41,15 +39,12 @@ TEST_F(AgentPathTest, SplitsIntoVolumeDirectoryAndName) {
   const std::pair<const char*, const char*> rows[] = {
       {"c:\\data\\run.log", "C:|\\data\\|run.log"},
       {"c:\\", "C:|\\|"},
-      {"c:\\data\\", "C:|\\data\\|"},
       {"C:\\a//b\\..\\c.txt", "C:|\\a\\b\\..\\|c.txt"},
       {"run.log", "D:|\\svc\\bin\\|run.log"},
-      {"logs\\run.log", "D:|\\svc\\bin\\logs\\|run.log"},
       {"..\\run.log", "D:|\\svc\\|run.log"},
       {"C:/data/run.log", "D:|\\svc\\bin\\C:\\data\\|run.log"},
       {"\\\\host\\share\\run.log", "D:|\\svc\\bin\\host\\share\\|run.log"},
-      // Relative text, `c:` alone included, resolves below the executable and
-      // never above the volume's root.
+      // Relative text, `c:` alone too, resolves below the executable, never above the root.
       {"c:", "D:|\\svc\\bin\\|c:"},
       {"\\run.log", "D:|\\svc\\bin\\|run.log"},
       {"..\\..\\..\\..\\run.log", "D:|\\|run.log"},
@@ -71,8 +66,8 @@ TEST_F(AgentPathTest, EmptyOrOverlongTextIsRefused) {
   EXPECT_THROW_MSG(File::Path{static_cast<const unsigned short*>(nullptr)}, std::invalid_argument,
                    kEmpty);
   EXPECT_THROW_MSG(File::Path{wstring(3, 0)}, std::invalid_argument, kEmpty);
-  // `D:\svc\bin\` is 11 units: 248 more make 259, the most that fits with the
-  // terminator. The joined text is cut at 260 units before it is resolved.
+  // 11 units of `D:\svc\bin\` and 248 more make 259, the most that fits; the joined text is
+  // cut at 260 units before it is resolved.
   const std::string fits(248, 'x');
   EXPECT_EQ(Lumbrel::make_string(File::Path(fits).getName()), fits);
   EXPECT_THROW_MSG(File::Path{fits + "y"}, std::invalid_argument, kUndetermined);
@@ -85,7 +80,6 @@ TEST(PathTest, ResolvesAgainstOtherExecutables) {
     ProcessAt process(fileName);
     Lumbrel::platform::ScopedPlatform installed(process);
     EXPECT_THROW_MSG(File::Path{"run.log"}, std::invalid_argument, kUndetermined);
-    // Text that is full by itself needs no anchor.
     EXPECT_EQ(fields(File::Path("\\\\host\\share\\run.log")), "Host|\\share\\|run.log");
   }
   // On a network share the host becomes the volume, and `..` never climbs above the share.
@@ -96,7 +90,6 @@ TEST(PathTest, ResolvesAgainstOtherExecutables) {
 }
 
 TEST(PathTest, EqualityIgnoresCaseAndHowTheFieldsAreCut) {
-  EXPECT_TRUE(File::Path() == File::Path());
   const File::Path upper("C:\\DATA\\Run.Log"), lower("c:\\data\\run.log");
   EXPECT_TRUE(upper == lower);
   EXPECT_EQ(upper.getDirectory(), W("\\DATA\\"));
@@ -110,9 +103,8 @@ TEST(PathTest, SettersCopiesAndInsertionTakeFieldsAsGiven) {
   EXPECT_TRUE(path == File::Path("c:\\LOGSRUN.LOG"));  // the composed texts are compared
   path.setVolume(W("x"));
   path.setName(W("a/b\\.."));
-  // Copies and assignments parse nothing again.
   File::Path assigned("c:\\x");
-  assigned = File::Path(path);
+  assigned = File::Path(path);  // parses nothing again
   EXPECT_EQ(fields(assigned), "x|\\logs|a/b\\..");
   // Insertion writes the low byte of each unit; an empty path writes nothing.
   path.setName(wstring{0x141, 0x2E, 0x7A});
@@ -126,7 +118,6 @@ TEST(RealPathTest, RelativeNamesLieBesideTheExecutableWhateverTheWorkingDirector
   const fs::path beside = fs::read_symlink("/proc/self/exe").parent_path();
   std::string expected = "Z:";
   for (char c : (beside / "run.log").string()) expected += c == '/' ? '\\' : c;
-  EXPECT_EQ(static_cast<wstring>(File::Path("run.log")), W(expected.c_str()));
   lumbrel_test::TempDir elsewhere;
   struct Restore {
     fs::path saved = fs::current_path();
@@ -135,7 +126,6 @@ TEST(RealPathTest, RelativeNamesLieBesideTheExecutableWhateverTheWorkingDirector
   fs::current_path(elsewhere.path());
   const wstring composed = File::Path("run.log");
   EXPECT_EQ(composed, W(expected.c_str()));
-  // The file operations find the file there too.
   ASSERT_TRUE(File::create(composed));
   EXPECT_TRUE(fs::exists(beside / "run.log") && File::exists(composed));
   EXPECT_TRUE(File::remove(composed));

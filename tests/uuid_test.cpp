@@ -48,11 +48,10 @@ TEST(UuidTest, TextBytesAndGuidAgree) {
   out << Uuid(bytes);
   EXPECT_EQ(out.str(), kExample);
   // Either case; hyphens wherever they stand; of 36 digits the first 32.
-  for (const char* same :
-       {"00112233-4455-6677-8899-AABBCCDDEEFF", "0011-22334455-66778899aabb-ccdd-eeff",
-        "00112233445566778899aabbccddeeff0123"}) {
+  for (const char* same : {"00112233-4455-6677-8899-AABBCCDDEEFF",
+                           "0011-22334455-66778899aabb-ccdd-eeff",
+                           "00112233445566778899aabbccddeeff0123"})
     EXPECT_EQ(text(Uuid(std::string(same))), kExample) << same;
-  }
   const _GUID guid = {0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
   EXPECT_EQ(Uuid(guid), Uuid(std::string(kExample)));
 }
@@ -68,14 +67,13 @@ TEST(UuidTest, UnusableInputGivesTheAllZeroValue) {
   for (std::size_t size : {0u, 15u, 17u}) EXPECT_EQ(text(Uuid(Bytes(size, 0xAB))), kZero) << size;
 }
 
-// Drawn on four threads at once, as each thread keeps its own supply.
 TEST(UuidTest, AMillionFreshValuesAreDistinctVersionFourValues) {
-  constexpr std::size_t kEach = 250000;
+  constexpr std::size_t kEach = 250000;  // on four threads at once: each has its own supply
   std::vector<Key> keys(4 * kEach);
   bool marked[4] = {};
-  std::vector<std::thread> threads;
+  std::thread threads[4];
   for (std::size_t t = 0; t < 4; ++t)
-    threads.emplace_back([&, t] { marked[t] = drawFresh(&keys[t * kEach], kEach); });
+    threads[t] = std::thread([&, t] { marked[t] = drawFresh(&keys[t * kEach], kEach); });
   for (std::thread& thread : threads) thread.join();
   EXPECT_TRUE(marked[0] && marked[1] && marked[2] && marked[3]);
   EXPECT_TRUE(allDistinct(keys));
