@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/Compiler.h"
 #include "store/EntryIndex.h"
 #include "store/SettingsFormat.h"
 #include "store/StoreFile.h"
@@ -124,21 +125,17 @@ void InitializationFile::sortEntries() {
     if (order[start] == start) continue;
     Entry held = std::move(entries[start]);
     std::size_t place = start;
-#if defined(__GNUC__)
     // The walk jumps about the model, a cache miss a step; a second cursor
     // runs eight steps ahead and asks for the entries before they are due.
     std::size_t ahead = start;
     for (int k = 0; k < 8 && order[ahead] != start; ++k) ahead = order[ahead];
-#endif
     while (order[place] != start) {
       const std::size_t from = order[place];
-#if defined(__GNUC__)
       if (order[ahead] != start) {
         ahead = order[ahead];
-        __builtin_prefetch(&entries[ahead]);
-        __builtin_prefetch(reinterpret_cast<const char*>(&entries[ahead]) + 64);
+        LUMBREL_PREFETCH(&entries[ahead]);
+        LUMBREL_PREFETCH(reinterpret_cast<const char*>(&entries[ahead]) + 64);
       }
-#endif
       entries[place] = std::move(entries[from]);
       order[place] = place;
       place = from;
