@@ -5,9 +5,14 @@
 
 #include <benchmark/benchmark.h>
 
+#include "PeakMemory.h"
+
 namespace bench {
 
 inline int runBenchmarks(int argc, char** argv) {
+  // A child run for one memory case measures that and nothing else.
+  int status = 0;
+  if (memoryChild(argc, argv, status)) return status;
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();

@@ -1,8 +1,10 @@
-// What the two settings benchmark families share. Each works on one file of
-// settings, the same bytes for every implementation, and measures opening and
-// closing it alone or with lookups of existing keys (checked in an untimed
-// first round), opening it for writing so that closing writes it anew, and
-// the line reader alone. Names are `<family>/<operation>_<size>[_<variant>]/
+// What the two settings benchmark families share. Each works on files of
+// settings, the same bytes for every implementation: a regular file (every
+// section alike, keys numbered) and realistic ones of two sizes
+// (SettingsCorpus.h). It measures opening and closing a file alone or with
+// lookups of existing keys (checked in an untimed first round), opening it
+// for writing so that closing writes it anew, and the memory a reader holds
+// once the file is read. Names are `<family>/<operation>_<corpus>[_<variant>]/
 // <impl>`; rates are bytes of file per second.
 #ifndef LUMBREL_BENCH_SETTINGSBENCH_H
 #define LUMBREL_BENCH_SETTINGSBENCH_H
@@ -11,13 +13,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "BenchFiles.h"
+#include "PeakMemory.h"
+#include "SettingsCorpus.h"
 #include "lumbrel/File.h"
-#include "store/SettingsFormat.h"
 
 namespace bench {
 
@@ -26,15 +32,14 @@ constexpr int kSettingsLookups = 1000;
 
 struct SettingsFamily {
   const char* name;       // the first part of every benchmark name
-  const char* size;       // the file's size as the names give it
+  const char* corpus;     // the file as the names give it, such as `3MB`
   const char* extension;  // of each implementation's copy of the file
-  Lumbrel::store::SettingsLayout layout;
-  const std::string& (*content)();
+  const SettingsCorpus& (*content)();
 };
 
 inline std::string settingsName(const SettingsFamily& family, const char* operation,
                                 const char* impl, const std::string& variant = "") {
-  return std::string(family.name) + "/" + operation + "_" + family.size + variant + "/" + impl;
+  return std::string(family.name) + "/" + operation + "_" + family.corpus + variant + "/" + impl;
 }
 
 inline void countBytes(benchmark::State& state, std::size_t size) {
@@ -42,26 +47,20 @@ inline void countBytes(benchmark::State& state, std::size_t size) {
                           static_cast<int64_t>(size));
 }
 
-// One lookup of an existing key: its section (empty in the flat layout), key
-// and value as the peers take them, `dotted` being `section.key` for those
-// that address keys so, and as the library's store takes them.
-struct SettingsLookup {
-  std::string section;
-  std::string key;
-  std::string dotted;
-  std::string value;
-  Lumbrel::wstring wideSection;
-  Lumbrel::wstring wideKey;
-  Lumbrel::wstring wideValue;
-};
+inline std::string lowered(const std::string& text) { return corpus::lower(text); }
 
-// The lookups of the `_<n>_lookups` rows, with a fixed seed; `pick` makes
-// one from the random numbers.
-template <typename Pick>
-std::vector<SettingsLookup> pickLookups(Pick pick) {
+// The lookups of the `_<n>_lookups` rows, keys of the file chosen with a
+// fixed seed. A key whose `section.key` another key spells too, case
+// ignored, is passed over: readers that address keys so would find either.
+inline std::vector<SettingsLookup> pickLookups(const SettingsCorpus& corpus) {
+  std::map<std::string, int> spellings;
+  for (const SettingsLookup& key : corpus.keys) ++spellings[lowered(key.dotted)];
   std::mt19937 random(1000);
   std::vector<SettingsLookup> out;
-  for (int i = 0; i < kSettingsLookups; ++i) out.push_back(pick(random));
+  while (out.size() < static_cast<std::size_t>(kSettingsLookups)) {
+    const SettingsLookup& key = corpus.keys[random() % corpus.keys.size()];
+    if (spellings[lowered(key.dotted)] == 1) out.push_back(key);
+  }
   return out;
 }
 
@@ -76,30 +75,30 @@ bool lookedUp(bool check, const Value& value, const Expected& expected) {
 using LookupRound = bool (*)(const TempFile&, const std::vector<SettingsLookup>&, bool);
 
 inline void openClose(benchmark::State& state, const SettingsFamily& family,
-                      const std::string& leaf, LookupRound round,
-                      const std::vector<SettingsLookup>& wanted) {
-  const TempFile file(leaf, family.content());
+                      const std::string& leaf, LookupRound round, bool withLookups) {
+  const TempFile file(leaf, family.content().text);
+  const std::vector<SettingsLookup> wanted =
+      withLookups ? pickLookups(family.content()) : std::vector<SettingsLookup>();
   if (!round(file, wanted, true)) state.SkipWithError("wrong value");
   for (auto _ : state) round(file, wanted, false);
   countBytes(state, file.size());
 }
 
 // Open and close alone, and with the lookups.
-inline void registerLookups(const SettingsFamily& family, const char* impl, LookupRound round,
-                            const std::vector<SettingsLookup>& (*wanted)()) {
-  const std::string leaf = std::string("lookups-") + impl + "." + family.extension;
-  benchmark::RegisterBenchmark(
-      settingsName(family, "open_close", impl).c_str(),
-      [&family, leaf, round](benchmark::State& state) {
-        openClose(state, family, leaf, round, std::vector<SettingsLookup>());
-      })
+inline void registerLookups(const SettingsFamily& family, const char* impl, LookupRound round) {
+  const std::string leaf = std::string("lookups-") + family.corpus + "-" + impl + "." +
+                           family.extension;
+  benchmark::RegisterBenchmark(settingsName(family, "open_close", impl).c_str(),
+                               [&family, leaf, round](benchmark::State& state) {
+                                 openClose(state, family, leaf, round, false);
+                               })
       ->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark(
       settingsName(family, "open_close", impl,
                    "_" + std::to_string(kSettingsLookups) + "_lookups")
           .c_str(),
-      [&family, leaf, round, wanted](benchmark::State& state) {
-        openClose(state, family, leaf, round, wanted());
+      [&family, leaf, round](benchmark::State& state) {
+        openClose(state, family, leaf, round, true);
       })
       ->Unit(benchmark::kMillisecond);
 }
@@ -111,11 +110,14 @@ inline void registerLookups(const SettingsFamily& family, const char* impl, Look
 template <bool kUnsorted, typename Rewrite>
 void rewriteRounds(benchmark::State& state, const SettingsFamily& family, const char* impl,
                    const Rewrite& rewrite) {
-  const TempFile file(std::string("rewrite-") + impl + "." + family.extension, family.content());
+  const std::string& content = family.content().text;
+  const TempFile file(std::string("rewrite-") + family.corpus + "-" + impl + "." +
+                          family.extension,
+                      content);
   for (auto _ : state) {
     if constexpr (kUnsorted) {
       state.PauseTiming();
-      file.rewrite(family.content());
+      file.rewrite(content);
       state.ResumeTiming();
     }
     if (!rewrite(file)) state.SkipWithError("load or save failed");
@@ -145,31 +147,21 @@ struct Reopen {
   }
 };
 
-// `parse` reads the whole content and gives the number of entries it found.
-template <typename Parse>
-void registerParse(const SettingsFamily& family, const char* impl, Parse parse) {
-  benchmark::RegisterBenchmark(settingsName(family, "parse", impl).c_str(),
-                               [&family, parse](benchmark::State& state) {
-                                 const std::string& bytes = family.content();
-                                 for (auto _ : state) {
-                                   std::size_t entries = parse(bytes);
-                                   benchmark::DoNotOptimize(entries);
-                                 }
-                                 countBytes(state, bytes.size());
-                               })
-      ->Unit(benchmark::kMillisecond);
-}
-
-// The library's line reader alone. The family is a template argument so that
-// the layout stays a constant the compiler can build the reader around.
-template <const SettingsFamily& kFamily>
-void registerLumbrelParse() {
-  registerParse(kFamily, "lumbrel", [](const std::string& bytes) {
-    Lumbrel::store::SettingsReader reader(bytes.data(), bytes.size(), kFamily.layout);
-    std::size_t entries = 0;
-    while (reader.next()) ++entries;
-    return entries;
-  });
+// The peak memory of `read`, which reads the file named natively and keeps
+// what it read until it returns (`peak_memory_<corpus>`). The file is the
+// family's content, written once for all implementations.
+inline void registerPeakMemory(const SettingsFamily& family, const char* impl,
+                               void (*read)(const std::string& native)) {
+  const auto file = [&family]() -> std::pair<std::string, std::size_t> {
+    static std::map<const SettingsFamily*, std::unique_ptr<TempFile>> files;
+    auto& made = files[&family];
+    if (!made)
+      made = std::make_unique<TempFile>(std::string("memory-") + family.corpus + "." +
+                                            family.extension,
+                                        family.content().text);
+    return {made->native(), made->size()};
+  };
+  registerPeakMemory(settingsName(family, "peak_memory", impl), file, read);
 }
 
 }  // namespace bench

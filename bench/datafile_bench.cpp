@@ -10,15 +10,22 @@
 // writes a temporary, flushes it to the disk and renames it over the file:
 // its cost beside the save in place is the price of that promise.
 // open_read_only_N_records: the same without the write; plain freads.
-// insert_N: N inserts of distinct keys in memory; plain fwrites the bytes of
+// insert_N: N inserts of distinct keys in memory, for N from 10,000 to
+// 320,000, so that the cost of one insert can be followed as N grows; beside
+// a std::unordered_map of the same keys and data (impl `unordered_map`, a
+// yardstick, not a peer) and, at the largest N, plain fwrite of the bytes of
 // such a file. remove_N removes every record by key from the front and
 // insert_after_listing_N inserts after every record was handed out: neither
 // may make the store walk its records.
+// peak_memory_open_30MB and peak_memory_walk_30MB: the peak resident set
+// that opening a file of 30 MB adds, per byte of the file, and that opening
+// it and reading every record through operator[] adds.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "BenchFiles.h"
@@ -138,6 +145,22 @@ void BM_Insert(benchmark::State& state, std::size_t n) {
   report(state, n);
 }
 
+// The same keys and data in a std::unordered_map, for scale.
+void BM_MapInsert(benchmark::State& state, std::size_t n) {
+  const std::vector<DataFile::Record> source = records(n);
+  std::vector<std::u16string> keys;
+  for (const auto& record : source)
+    keys.emplace_back(record.getKey().begin(), record.getKey().end());
+  for (auto _ : state) {
+    std::unordered_map<std::u16string, std::vector<unsigned char>> map;
+    for (std::size_t i = 0; i < n; ++i) map.emplace(keys[i], source[i].getData());
+    state.PauseTiming();
+    map = {};
+    state.ResumeTiming();
+  }
+  report(state, n);
+}
+
 // The bytes of a file of n records, written with one fwrite.
 void BM_PlainWrite(benchmark::State& state, std::size_t n) {
   std::vector<char> bytes(n * kRecordBytes);
@@ -190,8 +213,32 @@ void BM_InsertAfterListing(benchmark::State& state, std::size_t n) {
   report(state, n);
 }
 
-void add(const char* name, void (*function)(benchmark::State&, std::size_t), std::size_t n) {
-  benchmark::RegisterBenchmark(name, function, n)->Unit(benchmark::kMillisecond);
+// A data file of about 30 MB.
+constexpr std::size_t kMemoryRecords = 290000;
+
+std::pair<std::string, std::size_t> memoryFile() {
+  return {dataFile(kMemoryRecords), kMemoryRecords * kRecordBytes};
+}
+
+void openMemory(const std::string& native) {
+  DataFile file{File::Path(libraryName(native))};
+  file.open(File::MODE_READ);
+  benchmark::DoNotOptimize(file.size());
+}
+
+void walkMemory(const std::string& native) {
+  DataFile file{File::Path(libraryName(native))};
+  file.open(File::MODE_READ);
+  std::size_t sum = 0;
+  for (unsigned long i = 0; i < file.size(); ++i) {
+    const DataFile::Record& record = file[i];
+    sum += record.getKey()[0] + record.getData().size() + record.getData()[0];
+  }
+  benchmark::DoNotOptimize(sum);
+}
+
+void add(const std::string& name, void (*function)(benchmark::State&, std::size_t), std::size_t n) {
+  benchmark::RegisterBenchmark(name.c_str(), function, n)->Unit(benchmark::kMillisecond);
 }
 
 void registerAll() {
@@ -200,13 +247,17 @@ void registerAll() {
   add("datafile/open_close_100000_records_crash_safe/lumbrel", BM_OpenCloseCrashSafe, 100000);
   add("datafile/open_read_only_100000_records/lumbrel", BM_OpenReadOnly, 100000);
   add("datafile/open_read_only_100000_records/plain", BM_PlainRead, 100000);
-  add("datafile/insert_10000/lumbrel", BM_Insert, 10000);
-  add("datafile/insert_100000/lumbrel", BM_Insert, 100000);
-  add("datafile/insert_100000/plain", BM_PlainWrite, 100000);
-  add("datafile/insert_1000000/lumbrel", BM_Insert, 1000000);
+  for (std::size_t n = 10000; n <= 320000; n *= 2) {
+    const std::string name = "datafile/insert_" + std::to_string(n) + "/";
+    add(name + "lumbrel", BM_Insert, n);
+    add(name + "unordered_map", BM_MapInsert, n);
+    if (n == 320000) add(name + "plain", BM_PlainWrite, n);
+  }
   add("datafile/remove_10000/lumbrel", BM_Remove, 10000);
   add("datafile/remove_100000/lumbrel", BM_Remove, 100000);
   add("datafile/insert_after_listing_100000/lumbrel", BM_InsertAfterListing, 100000);
+  bench::registerPeakMemory("datafile/peak_memory_open_30MB/lumbrel", memoryFile, openMemory);
+  bench::registerPeakMemory("datafile/peak_memory_walk_30MB/lumbrel", memoryFile, walkMemory);
 }
 
 }  // namespace

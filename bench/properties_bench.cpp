@@ -1,14 +1,16 @@
-// The flat settings store beside POCO's PropertyFileConfiguration, on one
-// 4 MB file of 100,000 `key=value` lines, the same bytes for both. Rates are
-// bytes of file per second.
+// The flat settings store beside POCO's PropertyFileConfiguration, the same
+// bytes for both. Rates are bytes of file per second. The files: `4MB`,
+// 100,000 `key=value` lines alike; `realistic_3MB` and `realistic_30MB`,
+// written as people write them (SettingsCorpus.h).
 //
-// open_close_4MB: open for reading and close; _1000_lookups adds 1,000
+// open_close_<file>: open for reading and close; _1000_lookups adds 1,000
 // lookups of existing keys chosen with a fixed seed (checked in an untimed
 // first round) between the two.
 // open_rewrite_close_4MB: open for reading and writing and close, which
 // writes the file anew, beside POCO's load and save; each on its own copy.
-// parse_4MB: the line reader alone.
-#include <random>
+// peak_memory_realistic_30MB: the peak resident set that reading the file
+// (and, for the store, one lookup) adds, per byte of the file; beside POCO,
+// SimpleIni and inih's INIReader, which read it as keys outside any section.
 #include <string>
 #include <vector>
 
@@ -20,6 +22,13 @@
 #include <Poco/AutoPtr.h>
 #include <Poco/Util/PropertyFileConfiguration.h>
 #endif
+#if defined(LUMBREL_PEER_INIH)
+#include <INIReader.h>
+#endif
+#if defined(LUMBREL_PEER_SIMPLEINI)
+#define SI_NO_CONVERSION
+#include <SimpleIni.h>
+#endif
 
 namespace {
 
@@ -29,31 +38,35 @@ using Lumbrel::File;
 
 constexpr int kLines = 100000;
 
-std::string keyName(int i) { return "program.setting." + std::to_string(i); }
-std::string valueText(int i) { return "value number " + std::to_string(i * 7); }
-
-const std::string& content() {
-  static const std::string text = [] {
-    std::string out;
-    for (int i = 0; i < kLines; ++i) out += keyName(i) + "=" + valueText(i) + "\n";
+const bench::SettingsCorpus& regular() {
+  static const bench::SettingsCorpus corpus = [] {
+    bench::SettingsCorpus out;
+    for (int i = 0; i < kLines; ++i) {
+      const std::string key = "program.setting." + std::to_string(i);
+      const std::string value = "value number " + std::to_string(i * 7);
+      out.text += key + "=" + value + "\n";
+      out.keys.push_back(Lookup{{}, key, key, value, {}, Lumbrel::make_wstring(key),
+                                Lumbrel::make_wstring(value)});
+    }
     return out;
   }();
-  return text;
+  return corpus;
 }
 
-constexpr bench::SettingsFamily kFamily{"properties", "4MB", "properties",
-                                        Lumbrel::store::SettingsLayout::Flat, content};
-
-const std::vector<Lookup>& lookups() {
-  static const std::vector<Lookup> list =
-      bench::pickLookups([line = std::uniform_int_distribution<int>(0, kLines - 1)](
-                             std::mt19937& random) mutable {
-        const int n = line(random);
-        return Lookup{{}, keyName(n), {}, valueText(n), {}, Lumbrel::make_wstring(keyName(n)),
-                      Lumbrel::make_wstring(valueText(n))};
-      });
-  return list;
+const bench::SettingsCorpus& realistic3() {
+  static const bench::SettingsCorpus corpus = bench::realisticProperties(3000000);
+  return corpus;
 }
+
+const bench::SettingsCorpus& realistic30() {
+  static const bench::SettingsCorpus corpus = bench::realisticProperties(30000000);
+  return corpus;
+}
+
+constexpr bench::SettingsFamily kRegular{"properties", "4MB", "properties", regular};
+constexpr bench::SettingsFamily kRealistic3{"properties", "realistic_3MB", "properties", realistic3};
+constexpr bench::SettingsFamily kRealistic30{"properties", "realistic_30MB", "properties",
+                                             realistic30};
 
 bool lumbrelLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted, bool check) {
   Lumbrel::PropertyFile store(File::Path(file.name()));
@@ -63,6 +76,12 @@ bool lumbrelLookups(const bench::TempFile& file, const std::vector<Lookup>& want
     good &= lookedUp(check, store.getValue(lookup.wideKey), lookup.wideValue);
   store.close();
   return good;
+}
+
+void lumbrelMemory(const std::string& native) {
+  Lumbrel::PropertyFile store(File::Path(bench::libraryName(native)));
+  store.open(File::MODE_READ);
+  benchmark::DoNotOptimize(store.getValue(Lumbrel::make_wstring("a")));
 }
 
 #if defined(LUMBREL_PEER_POCO)
@@ -75,6 +94,12 @@ bool pocoLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted,
   return good;
 }
 
+void pocoMemory(const std::string& native) {
+  const Poco::AutoPtr<Poco::Util::PropertyFileConfiguration> configuration(
+      new Poco::Util::PropertyFileConfiguration(native));
+  benchmark::DoNotOptimize(configuration.get());
+}
+
 const auto pocoRewrite = [](const bench::TempFile& file) {
   const Poco::AutoPtr<Poco::Util::PropertyFileConfiguration> configuration(
       new Poco::Util::PropertyFileConfiguration(file.native()));
@@ -83,16 +108,46 @@ const auto pocoRewrite = [](const bench::TempFile& file) {
 };
 #endif
 
+#if defined(LUMBREL_PEER_INIH)
+void inihMemory(const std::string& native) {
+  const INIReader reader(native);
+  benchmark::DoNotOptimize(reader.ParseError());
+}
+#endif
+
+#if defined(LUMBREL_PEER_SIMPLEINI)
+void simpleIniMemory(const std::string& native) {
+  CSimpleIniA ini;
+  benchmark::DoNotOptimize(ini.LoadFile(native.c_str()));
+}
+#endif
+
+void registerReaders(const bench::SettingsFamily& family) {
+  bench::registerLookups(family, "lumbrel", lumbrelLookups);
+#if defined(LUMBREL_PEER_POCO)
+  bench::registerLookups(family, "poco", pocoLookups);
+#endif
+}
+
 void registerAll() {
-  bench::registerLookups(kFamily, "lumbrel", lumbrelLookups, lookups);
+  registerReaders(kRegular);
+  registerReaders(kRealistic3);
+  registerReaders(kRealistic30);
+  bench::registerRewrite(kRegular, "lumbrel", bench::Reopen<Lumbrel::PropertyFile>());
 #if defined(LUMBREL_PEER_POCO)
-  bench::registerLookups(kFamily, "poco", pocoLookups, lookups);
+  bench::registerRewrite(kRegular, "poco", pocoRewrite);
 #endif
-  bench::registerRewrite(kFamily, "lumbrel", bench::Reopen<Lumbrel::PropertyFile>());
+
+  bench::registerPeakMemory(kRealistic30, "lumbrel", lumbrelMemory);
 #if defined(LUMBREL_PEER_POCO)
-  bench::registerRewrite(kFamily, "poco", pocoRewrite);
+  bench::registerPeakMemory(kRealistic30, "poco", pocoMemory);
 #endif
-  bench::registerLumbrelParse<kFamily>();
+#if defined(LUMBREL_PEER_INIH)
+  bench::registerPeakMemory(kRealistic30, "inih", inihMemory);
+#endif
+#if defined(LUMBREL_PEER_SIMPLEINI)
+  bench::registerPeakMemory(kRealistic30, "simpleini", simpleIniMemory);
+#endif
 }
 
 }  // namespace

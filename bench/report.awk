@@ -6,7 +6,9 @@
 # as JSON to the file named by `json`.
 #
 # Case names are <family>/<operation>/<impl>, impl `lumbrel` for the library.
-# The rate is bytes_per_second or items_per_second, whichever the case sets.
+# The rate is bytes_per_second or items_per_second, whichever the case sets;
+# a memory case sets the counter peak_per_byte instead (the peak resident set
+# added per byte of file, lower is better), which stands in the rate's place.
 # Plain awk (mawk too): the programs write one JSON member a line.
 #
 #   awk -v goals=bench/goals -v json=out.json -v skipped="POCO ICU" -v stamp="..." \
@@ -60,8 +62,9 @@ function flush(    parts, count, i, family, operation, impl, key) {
   if (!((key, impl) in rate)) {
     impls_of[key, ++impl_count[key]] = impl
   }
-  rate[key, impl] = error != "" ? "" : (bytes != "" ? bytes : items)
-  unit[key, impl] = bytes != "" ? "bytes_per_second" : "items_per_second"
+  rate[key, impl] = error != "" ? "" : (bytes != "" ? bytes : items != "" ? items : peak)
+  unit[key, impl] = bytes != "" ? "bytes_per_second" : items != "" ? "items_per_second" : \
+      peak != "" ? "peak_per_byte" : "items_per_second"
   failure[key, impl] = error
   results[++result_count] = key SUBSEP impl
   name = ""
@@ -74,18 +77,21 @@ function flush(    parts, count, i, family, operation, impl, key) {
   run_type = ""
   bytes = ""
   items = ""
+  peak = ""
   error = ""
   next
 }
 name != "" && /^[ \t]*"run_type":/ { run_type = value_of($0) }
 name != "" && /^[ \t]*"bytes_per_second":/ { bytes = value_of($0) }
 name != "" && /^[ \t]*"items_per_second":/ { items = value_of($0) }
+name != "" && /^[ \t]*"peak_per_byte":/ { peak = value_of($0) }
 name != "" && /^[ \t]*"error_message":/ { error = value_of($0) }
 name != "" && /^[ \t]*"error_occurred": true/ { if (error == "") error = "error" }
 
 function human(value, kind) {
   if (value == "") return "-"
   value += 0
+  if (kind == "peak_per_byte") return sprintf("%.2f x file", value)
   if (kind == "bytes_per_second") {
     if (value >= 1e9) return sprintf("%.2f GB/s", value / 1e9)
     return sprintf("%.1f MB/s", value / 1e6)
@@ -106,7 +112,7 @@ function read_goals(    line, fields, count) {
       for (i = 2; i <= count; i++) reference[fields[i]] = 1
       continue
     }
-    if (count != 4 || (fields[3] != ">=" && fields[3] != ">")) {
+    if (count != 4 || (fields[3] != ">=" && fields[3] != ">" && fields[3] != "<=" && fields[3] != "<")) {
       printf "report.awk: %s: cannot read the goal \"%s\"\n", goals, line > "/dev/stderr"
       exit 2
     }
@@ -119,7 +125,60 @@ function read_goals(    line, fields, count) {
 
 function met(bound, ratio,    parts) {
   split(bound, parts, " ")
+  if (parts[1] == "<") return ratio < parts[2] + 0
+  if (parts[1] == "<=") return ratio <= parts[2] + 0
   return parts[1] == ">" ? ratio > parts[2] + 0 : ratio >= parts[2] + 0
+}
+
+# The N of an operation: the last number in its name.
+function size_of(operation) {
+  if (!match(operation, /[0-9]+[^0-9]*$/)) return ""
+  operation = substr(operation, RSTART)
+  match(operation, /^[0-9]+/)
+  return substr(operation, 1, RLENGTH) + 0
+}
+
+function add_verdict(key, label, peer, figure, verdict, shown) {
+  if (verdict != "met") missed++
+  ++verdict_count
+  verdict_key[verdict_count] = key
+  verdict_name[verdict_count] = shown
+  verdict_goal[verdict_count] = label
+  verdict_peer[verdict_count] = peer
+  verdict_ratio[verdict_count] = figure
+  verdict_result[verdict_count] = verdict
+}
+
+# Goals whose PEERS is `self` hold the library's own figure of each matched
+# operation to the bound; `growth` takes the matched operations of the
+# library as one series over their N and holds the growth of the cost of one
+# item, rate at the smallest N / rate at the largest, to the bound.
+function judge_own(g,    o, key, figure, small, large, small_key, large_key, n, label) {
+  label = goal_peers[g] " " goal_bound[g]
+  small = ""
+  large = ""
+  for (o = 1; o <= operation_count; o++) {
+    key = operations[o]
+    if (operation_family[key] "/" operation_name[key] !~ ("^(" goal_pattern[g] ")$")) continue
+    figure = ((key, "lumbrel") in rate) ? rate[key, "lumbrel"] : ""
+    if (goal_peers[g] == "self") {
+      add_verdict(key, label, "-", figure, figure == "" ? "no figure" : \
+                  met(goal_bound[g], figure + 0) ? "met" : "MISSED")
+      continue
+    }
+    n = size_of(operation_name[key])
+    if (n == "" || figure == "") continue
+    if (small == "" || n < small) { small = n; small_key = key }
+    if (large == "" || n > large) { large = n; large_key = key }
+  }
+  if (goal_peers[g] != "growth") return
+  if (small == "" || small == large || rate[large_key, "lumbrel"] + 0 <= 0) {
+    add_verdict("", label, "-", "", "no figure", goal_pattern[g])
+    return
+  }
+  figure = (rate[small_key, "lumbrel"] + 0) / (rate[large_key, "lumbrel"] + 0)
+  add_verdict("", label, "N " small "-" large, figure, met(goal_bound[g], figure) ? "met" : "MISSED",
+              operation_family[large_key] "/" operation_name[small_key] ".." large)
 }
 
 # The peers of operation `key` that goal g holds the library against, as
@@ -172,9 +231,12 @@ function ratio_text(ratio) {
 # pair is one verdict, decided by the lowest ratio among its peers. The peers'
 # rows in the table show the goal too.
 function judge(    o, key, g, n, chosen, i, peer, ratio, worst, worst_peer, verdict, label) {
+  for (g = 1; g <= goal_count; g++)
+    if (goal_peers[g] == "self" || goal_peers[g] == "growth") judge_own(g)
   for (o = 1; o <= operation_count; o++) {
     key = operations[o]
     for (g = 1; g <= goal_count; g++) {
+      if (goal_peers[g] == "self" || goal_peers[g] == "growth") continue
       if (operation_family[key] "/" operation_name[key] !~ ("^(" goal_pattern[g] ")$")) continue
       delete chosen
       n = goal_targets(g, key, chosen)
@@ -197,15 +259,15 @@ function judge(    o, key, g, n, chosen, i, peer, ratio, worst, worst_peer, verd
       if (n == 0) verdict = "no peer"
       else if (worst == "none") verdict = "no figure"
       else verdict = met(goal_bound[g], worst) ? "met" : "MISSED"
-      if (verdict != "met") missed++
-      ++verdict_count
-      verdict_key[verdict_count] = key
-      verdict_goal[verdict_count] = label
-      verdict_peer[verdict_count] = worst_peer
-      verdict_ratio[verdict_count] = (worst == "none" ? "" : worst)
-      verdict_result[verdict_count] = verdict
+      add_verdict(key, label, worst_peer, worst == "none" ? "" : worst, verdict)
     }
   }
+}
+
+# The operation a verdict is about, or the series of a growth goal.
+function verdict_label(v) {
+  if (verdict_key[v] == "") return verdict_name[v]
+  return operation_family[verdict_key[v]] "/" operation_name[verdict_key[v]]
 }
 
 BEGIN { read_goals() }
@@ -244,7 +306,9 @@ END {
   }
 
   if (verdict_count > 0) {
-    printf "\nGoals (ratio = library / peer; `best` is the fastest peer, `each` every peer):\n\n"
+    printf "\nGoals (ratio = library / peer; `best` is the fastest peer, `each` every peer;\n" \
+           "`self` the library's own figure; `growth` the cost of one item at the largest N\n" \
+           "over that at the smallest):\n\n"
     printf "| %-48s | %-14s | %-9s | %6s | %-9s |\n", "operation", "goal", "against", "ratio",
            "result"
     print "|--------------------------------------------------|----------------|-----------|" \
@@ -252,7 +316,7 @@ END {
     for (v = 1; v <= verdict_count; v++) {
       key = verdict_key[v]
       printf "| %-48s | %-14s | %-9s | %6s | %-9s |\n",
-             operation_family[key] "/" operation_name[key], verdict_goal[v],
+             verdict_label(v), verdict_goal[v],
              verdict_peer[v] == "" ? "-" : verdict_peer[v], ratio_text(verdict_ratio[v]),
              verdict_result[v]
     }
@@ -283,7 +347,8 @@ END {
     key = verdict_key[v]
     printf "    {\"family\": %s, \"operation\": %s, \"goal\": %s, \"against\": %s, " \
            "\"ratio\": %s, \"result\": %s}%s\n",
-           json_string(operation_family[key]), json_string(operation_name[key]),
+           json_string(key == "" ? "" : operation_family[key]),
+           json_string(key == "" ? verdict_name[v] : operation_name[key]),
            json_string(verdict_goal[v]), json_string(verdict_peer[v]),
            verdict_ratio[v] == "" ? "null" : sprintf("%.4f", verdict_ratio[v]),
            json_string(verdict_result[v]), (v < verdict_count ? "," : "") > json

@@ -1,19 +1,19 @@
-// The sectioned settings store beside other INI readers, on one 3 MB file of
-// 100,000 key lines in 1,000 sections, written as a person would (unsorted),
-// the same bytes for every reader. Rates are bytes of file per second.
+// The sectioned settings store beside other INI readers, the same bytes for
+// every reader. Rates are bytes of file per second. The files: `3MB`, 100,000
+// key lines in 1,000 sections, every section alike; `realistic_3MB` and
+// `realistic_30MB`, written as people write them (SettingsCorpus.h).
 //
-// open_close_3MB: open for reading and close; _1000_lookups adds 1,000
+// open_close_<file>: open for reading and close; _1000_lookups adds 1,000
 // lookups of existing keys chosen with a fixed seed (checked in an untimed
-// first round) between the two. The peers keep
-// what they read in a map, as the store does: inih's INIReader, SimpleIni,
-// POCO's IniFileConfiguration and Boost's property tree.
+// first round) between the two. The peers keep what they read in a map, as
+// the store does: inih's INIReader, SimpleIni, POCO's IniFileConfiguration
+// and Boost's property tree.
 // open_rewrite_close_3MB: open for reading and writing and close, which
 // writes the file anew; beside the peers that can save. Each reader works on
 // its own copy, so from the second round on it reads what it wrote itself.
 // The `_unsorted` row gives the store the person's file every time.
-// parse_3MB: the line reader alone, beside inih's callback parser, which
-// keeps nothing.
-#include <random>
+// peak_memory_realistic_30MB: the peak resident set that reading the file
+// (and, for the store, one lookup) adds, per byte of the file.
 #include <string>
 #include <vector>
 
@@ -23,7 +23,6 @@
 
 #if defined(LUMBREL_PEER_INIH)
 #include <INIReader.h>
-#include <ini.h>
 #endif
 #if defined(LUMBREL_PEER_SIMPLEINI)
 // CSimpleIniA keeps 8-bit text as it is whichever wide converter is chosen;
@@ -49,45 +48,40 @@ using Lumbrel::File;
 constexpr int kSections = 1000;
 constexpr int kKeysPerSection = 100;
 
-std::string sectionName(int s) { return "section" + std::to_string(s); }
-std::string keyName(int k) { return "setting" + std::to_string(k); }
-std::string valueText(int s, int k) { return "value number " + std::to_string(s * 7 + k); }
-
-std::string sectionedContent() {
-  std::string text;
-  for (int s = 0; s < kSections; ++s) {
-    text += "[" + sectionName(s) + "]\n";
-    for (int k = 0; k < kKeysPerSection; ++k)
-      text += keyName(k) + " = " + valueText(s, k) + "\n";
-  }
-  return text;
+// Every section alike, keys numbered, blanks around every `=`.
+const bench::SettingsCorpus& regular() {
+  static const bench::SettingsCorpus corpus = [] {
+    bench::SettingsCorpus out;
+    for (int s = 0; s < kSections; ++s) {
+      const std::string section = "section" + std::to_string(s);
+      out.text += "[" + section + "]\n";
+      for (int k = 0; k < kKeysPerSection; ++k) {
+        const std::string key = "setting" + std::to_string(k);
+        const std::string value = "value number " + std::to_string(s * 7 + k);
+        out.text += key + " = " + value + "\n";
+        out.keys.push_back(Lookup{section, key, section + "." + key, value,
+                                  Lumbrel::make_wstring(section), Lumbrel::make_wstring(key + " "),
+                                  Lumbrel::make_wstring(" " + value)});
+      }
+    }
+    return out;
+  }();
+  return corpus;
 }
 
-const std::string& content() {
-  static const std::string text = sectionedContent();
-  return text;
+const bench::SettingsCorpus& realistic3() {
+  static const bench::SettingsCorpus corpus = bench::realisticSections(3000000);
+  return corpus;
 }
 
-constexpr bench::SettingsFamily kFamily{"settings", "3MB", "ini",
-                                        Lumbrel::store::SettingsLayout::Sectioned, content};
-
-const std::vector<Lookup>& lookups() {
-  static const std::vector<Lookup> list =
-      bench::pickLookups([section = std::uniform_int_distribution<int>(0, kSections - 1),
-                          key = std::uniform_int_distribution<int>(0, kKeysPerSection - 1)](
-                             std::mt19937& random) mutable {
-        const int s = section(random);
-        const int k = key(random);
-        Lookup lookup{sectionName(s), keyName(k), sectionName(s) + "." + keyName(k),
-                      valueText(s, k), {}, {}, {}};
-        lookup.wideSection = Lumbrel::make_wstring(lookup.section);
-        // The store keeps the blanks around `=` in the key and the value.
-        lookup.wideKey = Lumbrel::make_wstring(lookup.key + " ");
-        lookup.wideValue = Lumbrel::make_wstring(" " + lookup.value);
-        return lookup;
-      });
-  return list;
+const bench::SettingsCorpus& realistic30() {
+  static const bench::SettingsCorpus corpus = bench::realisticSections(30000000);
+  return corpus;
 }
+
+constexpr bench::SettingsFamily kRegular{"settings", "3MB", "ini", regular};
+constexpr bench::SettingsFamily kRealistic3{"settings", "realistic_3MB", "ini", realistic3};
+constexpr bench::SettingsFamily kRealistic30{"settings", "realistic_30MB", "ini", realistic30};
 
 bool lumbrelLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted, bool check) {
   Lumbrel::InitializationFile store(File::Path(file.name()));
@@ -99,6 +93,12 @@ bool lumbrelLookups(const bench::TempFile& file, const std::vector<Lookup>& want
   return good;
 }
 
+void lumbrelMemory(const std::string& native) {
+  Lumbrel::InitializationFile store(File::Path(bench::libraryName(native)));
+  store.open(File::MODE_READ);
+  benchmark::DoNotOptimize(store.getValue(Lumbrel::make_wstring("a"), Lumbrel::make_wstring("b")));
+}
+
 #if defined(LUMBREL_PEER_INIH)
 bool inihLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted, bool check) {
   const INIReader reader(file.native());
@@ -108,17 +108,10 @@ bool inihLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted,
   return good;
 }
 
-const auto inihParse = [](const std::string& text) {
-  std::size_t entries = 0;
-  ini_parse_string(
-      text.c_str(),
-      [](void* user, const char*, const char*, const char*) {
-        ++*static_cast<std::size_t*>(user);
-        return 1;
-      },
-      &entries);
-  return entries;
-};
+void inihMemory(const std::string& native) {
+  const INIReader reader(native);
+  benchmark::DoNotOptimize(reader.ParseError());
+}
 #endif
 
 #if defined(LUMBREL_PEER_SIMPLEINI)
@@ -130,6 +123,11 @@ bool simpleIniLookups(const bench::TempFile& file, const std::vector<Lookup>& wa
     good &= lookedUp(check, std::string(value), lookup.value);
   }
   return good;
+}
+
+void simpleIniMemory(const std::string& native) {
+  CSimpleIniA ini;
+  benchmark::DoNotOptimize(ini.LoadFile(native.c_str()));
 }
 
 const auto simpleIniRewrite = [](const bench::TempFile& file) {
@@ -148,15 +146,26 @@ bool pocoLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted,
     good &= lookedUp(check, configuration->getString(lookup.dotted, ""), lookup.value);
   return good;
 }
+
+void pocoMemory(const std::string& native) {
+  const Poco::AutoPtr<Poco::Util::IniFileConfiguration> configuration(
+      new Poco::Util::IniFileConfiguration(native));
+  benchmark::DoNotOptimize(configuration.get());
+}
 #endif
 
 #if defined(LUMBREL_PEER_BOOST)
+// Section names may hold dots, so the path is split at a byte no name holds.
+boost::property_tree::ptree::path_type boostPath(const Lookup& lookup) {
+  return boost::property_tree::ptree::path_type(lookup.section + '\x1F' + lookup.key, '\x1F');
+}
+
 bool boostLookups(const bench::TempFile& file, const std::vector<Lookup>& wanted, bool check) {
   boost::property_tree::ptree tree;
   boost::property_tree::ini_parser::read_ini(file.native(), tree);
   bool good = true;
   for (const Lookup& lookup : wanted)
-    good &= lookedUp(check, tree.get<std::string>(lookup.dotted, ""), lookup.value);
+    good &= lookedUp(check, tree.get<std::string>(boostPath(lookup), ""), lookup.value);
   return good;
 }
 
@@ -168,33 +177,45 @@ const auto boostRewrite = [](const bench::TempFile& file) {
 };
 #endif
 
-void registerAll() {
-  bench::registerLookups(kFamily, "lumbrel", lumbrelLookups, lookups);
+void registerReaders(const bench::SettingsFamily& family) {
+  bench::registerLookups(family, "lumbrel", lumbrelLookups);
 #if defined(LUMBREL_PEER_INIH)
-  bench::registerLookups(kFamily, "inih", inihLookups, lookups);
+  bench::registerLookups(family, "inih", inihLookups);
 #endif
 #if defined(LUMBREL_PEER_SIMPLEINI)
-  bench::registerLookups(kFamily, "simpleini", simpleIniLookups, lookups);
+  bench::registerLookups(family, "simpleini", simpleIniLookups);
 #endif
 #if defined(LUMBREL_PEER_POCO)
-  bench::registerLookups(kFamily, "poco", pocoLookups, lookups);
+  bench::registerLookups(family, "poco", pocoLookups);
 #endif
 #if defined(LUMBREL_PEER_BOOST)
-  bench::registerLookups(kFamily, "boost", boostLookups, lookups);
+  bench::registerLookups(family, "boost", boostLookups);
 #endif
+}
 
-  bench::registerRewrite(kFamily, "lumbrel", bench::Reopen<Lumbrel::InitializationFile>());
+void registerAll() {
+  registerReaders(kRegular);
+  registerReaders(kRealistic3);
+  registerReaders(kRealistic30);
+
+  bench::registerRewrite(kRegular, "lumbrel", bench::Reopen<Lumbrel::InitializationFile>());
 #if defined(LUMBREL_PEER_SIMPLEINI)
-  bench::registerRewrite(kFamily, "simpleini", simpleIniRewrite);
+  bench::registerRewrite(kRegular, "simpleini", simpleIniRewrite);
 #endif
 #if defined(LUMBREL_PEER_BOOST)
-  bench::registerRewrite(kFamily, "boost", boostRewrite);
+  bench::registerRewrite(kRegular, "boost", boostRewrite);
 #endif
-  bench::registerRewrite<true>(kFamily, "lumbrel", bench::Reopen<Lumbrel::InitializationFile>());
+  bench::registerRewrite<true>(kRegular, "lumbrel", bench::Reopen<Lumbrel::InitializationFile>());
 
-  bench::registerLumbrelParse<kFamily>();
+  bench::registerPeakMemory(kRealistic30, "lumbrel", lumbrelMemory);
 #if defined(LUMBREL_PEER_INIH)
-  bench::registerParse(kFamily, "inih", inihParse);
+  bench::registerPeakMemory(kRealistic30, "inih", inihMemory);
+#endif
+#if defined(LUMBREL_PEER_SIMPLEINI)
+  bench::registerPeakMemory(kRealistic30, "simpleini", simpleIniMemory);
+#endif
+#if defined(LUMBREL_PEER_POCO)
+  bench::registerPeakMemory(kRealistic30, "poco", pocoMemory);
 #endif
 }
 
