@@ -98,17 +98,43 @@ inline std::string referenceWrite(const std::vector<Entry>& entries, SettingsLay
 
 // ---- The library's codec ----
 
+// The codec's entries, each text as make_wstring makes it of its bytes.
 inline std::vector<Entry> parse(const char* data, std::size_t size, SettingsLayout layout) {
+  const auto text = [data](Lumbrel::store::SettingsReader::Range range) {
+    return Lumbrel::make_wstring(std::string(data + range.begin, range.end - range.begin));
+  };
   std::vector<Entry> entries;
   Lumbrel::store::SettingsReader reader(data, size, layout);
-  while (reader.next()) entries.emplace_back(reader.section(), reader.key(), reader.value());
+  while (reader.next())
+    entries.emplace_back(text(reader.section()), text(reader.key()), text(reader.value()));
   return entries;
 }
 
+// The codec's lines for entries held as a caller's text, a header at each
+// change of section (case ignored), as the stores write them.
 inline std::string write(const std::vector<Entry>& entries, SettingsLayout layout) {
-  Lumbrel::store::SettingsWriter writer(layout);
-  for (const auto& [section, key, value] : entries) writer.add(section, key, value);
-  return writer.bytes();
+  using Lumbrel::store::EncodedText;
+  using Lumbrel::store::SettingsWriter;
+  EncodedText text;
+  std::vector<EncodedText::Offset> offsets;
+  for (const auto& [section, key, value] : entries) {
+    for (const wstring* part : {&section, &key, &value}) offsets.push_back(text.add(*part));
+  }
+  std::vector<EncodedText::Span> spans;
+  std::size_t bound = 0;
+  for (const EncodedText::Offset offset : offsets) {
+    spans.push_back(text.name(offset, 0));
+    bound += static_cast<std::size_t>(spans.back().end - spans.back().begin) + 3;
+  }
+  std::string out(bound, '\0');
+  SettingsWriter writer(reinterpret_cast<unsigned char*>(&out[0]));
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (layout == SettingsLayout::Sectioned && (i == 0 || !sameSection(entries[i], entries[i - 1])))
+      writer.header(spans[3 * i]);
+    writer.keyLine(spans[3 * i + 1], spans[3 * i + 2]);
+  }
+  out.resize(static_cast<std::size_t>(writer.end() - reinterpret_cast<unsigned char*>(&out[0])));
+  return out;
 }
 
 // Decoding can turn bytes into what a line cannot carry (a NUL cuts a value

@@ -19,6 +19,7 @@ class ByteBuffer {
   unsigned char* data() { return bytes.get(); }
   const unsigned char* data() const { return bytes.get(); }
   std::size_t size() const { return used; }
+  std::size_t room() const { return capacity; }
 
   // Keeps the first min(size(), count) bytes; the rest are unspecified.
   void resize(std::size_t count) {

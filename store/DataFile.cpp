@@ -26,10 +26,9 @@ DataFile::Record::Record(const Record& other) : key(other.key), data(other.data)
 DataFile::Record& DataFile::Record::operator=(const Record& other) {
   if (this == &other) return *this;
   Record copy(other);
-  const std::uint64_t before = owner != nullptr ? store::foldedKeyHash(key) : 0;
   key.swap(copy.key);
   data.swap(copy.data);
-  if (owner != nullptr) owner->keyChanged(*this, before);
+  if (owner != nullptr) owner->keyChanged(*this);
   return *this;
 }
 
@@ -51,9 +50,8 @@ void DataFile::Record::setKey(const wstring& value) {
   std::size_t counted = first;
   while (counted < last && value[counted] != 0) ++counted;
   if (counted == first) throw std::invalid_argument("zero length key");
-  const std::uint64_t before = owner != nullptr ? store::foldedKeyHash(key) : 0;
   key.assign(value, first, last - first);
-  if (owner != nullptr) owner->keyChanged(*this, before);
+  if (owner != nullptr) owner->keyChanged(*this);
 }
 
 const std::vector<unsigned char>& DataFile::Record::getData() const { return data; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 
 namespace Lumbrel {
@@ -11,13 +12,7 @@ namespace {
 constexpr std::size_t kLengthField = 4;
 constexpr std::uint64_t kMaxField = 0xFFFFFFFFULL;
 
-[[noreturn]] void readFailed() { throw std::runtime_error("failed to read from file"); }
 [[noreturn]] void writeFailed() { throw std::runtime_error("failed to write to file"); }
-
-std::uint32_t readLength(const unsigned char* at) {
-  return static_cast<std::uint32_t>(at[0]) | static_cast<std::uint32_t>(at[1]) << 8 |
-         static_cast<std::uint32_t>(at[2]) << 16 | static_cast<std::uint32_t>(at[3]) << 24;
-}
 
 unsigned char* writeLength(std::size_t value, unsigned char* out) {
   out[0] = static_cast<unsigned char>(value & 0xFF);
@@ -53,30 +48,7 @@ unsigned char* encodeRecord(const DataFile::Record& record, unsigned char* out) 
   return out;
 }
 
-RecordDecoder::RecordDecoder(const unsigned char* input, std::size_t inputSize)
-    : bytes(input), size(inputSize), position(0) {}
-
-RecordView RecordDecoder::next() {
-  // Every length is checked against what is left before anything is
-  // allocated, so a damaged length field costs nothing.
-  RecordView view{};
-  std::size_t at = position;
-  if (size - at < kLengthField) readFailed();
-  view.keyBytes = readLength(bytes + at);
-  at += kLengthField;
-  if (view.keyBytes % 2 != 0 || size - at < view.keyBytes) readFailed();
-  view.key = bytes + at;
-  at += view.keyBytes;
-  if (size - at < kLengthField) readFailed();
-  view.dataBytes = readLength(bytes + at);
-  at += kLengthField;
-  if (size - at < view.dataBytes) readFailed();
-  view.data = bytes + at;
-  view.offset = position;
-  view.size = at + view.dataBytes - position;
-  position = at + view.dataBytes;
-  return view;
-}
+void RecordDecoder::fail() { throw std::runtime_error("failed to read from file"); }
 
 void RecordDecoder::next(wstring& key, std::vector<unsigned char>& data) {
   const RecordView view = next();
@@ -93,26 +65,6 @@ wstring decodeKey(const unsigned char* key, std::size_t keyBytes) {
     units[i] = static_cast<unsigned short>(key[2 * i] << 8 | key[2 * i + 1]);
   }
   return units;
-}
-
-bool isPlainKey(const unsigned char* key, std::size_t keyBytes) {
-  const std::size_t units = keyBytes / 2;
-  if (units == 0) return false;
-  // No early exit, so that the loop runs over whole vectors.
-  bool hasNull = false;
-  for (std::size_t i = 0; i < units; ++i) hasNull |= (key[2 * i] | key[2 * i + 1]) == 0;
-  if (hasNull) return false;
-  auto blank = [key](std::size_t i) {
-    if (key[2 * i] != 0) return false;
-    const unsigned char low = key[2 * i + 1];
-    return low == 0x20 || low == 0x09 || low == 0x0A;
-  };
-  if (!blank(0) && !blank(units - 1)) return true;
-  // Blanks alone are kept as they are; a blank at an end of anything else is
-  // trimmed.
-  for (std::size_t i = 0; i < units; ++i)
-    if (!blank(i)) return false;
-  return true;
 }
 
 void decodeRecords(const unsigned char* bytes, std::size_t size,

@@ -9,6 +9,8 @@
 #define LUMBREL_STORE_DATA_FILE_FORMAT_H
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -44,13 +46,38 @@ wstring decodeKey(const unsigned char* key, std::size_t keyBytes);
 // True when Record's key rule would store these encoded units unchanged (no
 // blank to trim, no null unit, not empty), so that the record's encoded form
 // is exactly these bytes.
-bool isPlainKey(const unsigned char* key, std::size_t keyBytes);
+inline bool isPlainKey(const unsigned char* key, std::size_t keyBytes) {
+  const std::size_t units = keyBytes / 2;
+  if (units == 0) return false;
+  // Four units at a time: a null unit is a 16-bit lane of zeros, whichever
+  // order the bytes of a lane are read in.
+  std::size_t unit = 0;
+  for (; unit + 4 <= units; unit += 4) {
+    std::uint64_t lanes;
+    std::memcpy(&lanes, key + 2 * unit, sizeof lanes);
+    if (((lanes - 0x0001000100010001ULL) & ~lanes & 0x8000800080008000ULL) != 0) return false;
+  }
+  for (; unit < units; ++unit)
+    if ((key[2 * unit] | key[2 * unit + 1]) == 0) return false;
+  auto blank = [key](std::size_t i) {
+    if (key[2 * i] != 0) return false;
+    const unsigned char low = key[2 * i + 1];
+    return low == 0x20 || low == 0x09 || low == 0x0A;
+  };
+  if (!blank(0) && !blank(units - 1)) return true;
+  // Blanks alone are kept as they are; a blank at an end of anything else is
+  // trimmed.
+  for (std::size_t i = 0; i < units; ++i)
+    if (!blank(i)) return false;
+  return true;
+}
 
 // Walks a buffer record by record. Never reads outside [bytes, bytes + size)
 // and never allocates more than the input can hold.
 class RecordDecoder {
  public:
-  RecordDecoder(const unsigned char* bytes, std::size_t size);
+  RecordDecoder(const unsigned char* input, std::size_t inputSize)
+      : bytes(input), size(inputSize), position(0) {}
 
   // True when the input ends exactly here, between records.
   bool atEnd() const { return position == size; }
@@ -61,12 +88,42 @@ class RecordDecoder {
   // consumed then.
   void next(wstring& key, std::vector<unsigned char>& data);
   // The same, giving where the fields stand instead of copies.
-  RecordView next();
+  RecordView next() {
+    // Every length is checked against what is left before anything is
+    // allocated, so a damaged length field costs nothing.
+    RecordView view{};
+    std::size_t at = position;
+    if (size - at < kLengthField) fail();
+    view.keyBytes = lengthAt(at);
+    at += kLengthField;
+    if (view.keyBytes % 2 != 0 || size - at < view.keyBytes) fail();
+    view.key = bytes + at;
+    at += view.keyBytes;
+    if (size - at < kLengthField) fail();
+    view.dataBytes = lengthAt(at);
+    at += kLengthField;
+    if (size - at < view.dataBytes) fail();
+    view.data = bytes + at;
+    view.offset = position;
+    view.size = at + view.dataBytes - position;
+    position = at + view.dataBytes;
+    return view;
+  }
 
   // Bytes consumed so far.
   std::size_t offset() const { return position; }
 
  private:
+  static constexpr std::size_t kLengthField = 4;
+
+  // Raises runtime_error "failed to read from file".
+  [[noreturn]] static void fail();
+  std::size_t lengthAt(std::size_t at) const {
+    return static_cast<std::size_t>(bytes[at]) | static_cast<std::size_t>(bytes[at + 1]) << 8 |
+           static_cast<std::size_t>(bytes[at + 2]) << 16 |
+           static_cast<std::size_t>(bytes[at + 3]) << 24;
+  }
+
   const unsigned char* bytes;
   std::size_t size;
   std::size_t position;

@@ -1,65 +1,147 @@
 #include "lumbrel/PropertyFile.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
-#include "store/EntryIndex.h"
+#include "store/EncodedText.h"
+#include "store/FoldedHash.h"
+#include "store/HashIndex.h"
 #include "store/SettingsFormat.h"
 #include "store/StoreModel.h"
 
 namespace Lumbrel {
 
-// The entries in file order, new keys behind, with the lookup index kept
-// inside them.
+using store::EncodedText;
+using Span = EncodedText::Span;
+
+// The entries in file order, new keys behind. An entry is two offsets into
+// the model's text (store/EncodedText.h), its key and its value. The lookup
+// index is built on the first lookup, so that opening a file to write it
+// back or to list it never pays for it.
 class PropertyFile::Model : public store::StoreModel {
  public:
+  using Offset = EncodedText::Offset;
   struct Entry {
-    wstring key;
-    wstring value;
-    // The lookup index over `entries` (store/EntryIndex.h): the hash of the
-    // key, and two positions in `entries`.
-    std::size_t hash = 0;
-    std::size_t head = 0;
-    std::size_t next = 0;
+    Offset key;
+    Offset value;
   };
 
-  // Appends an entry and indexes it.
-  void append(wstring key, wstring value) {
-    entries.push_back(Entry{std::move(key), std::move(value)});
-    entries.back().hash = store::nameHash(entries.back().key);
-    store::indexLast(entries);
+  Span keyOf(const Entry& entry) const { return text.key(entry.key, entry.value); }
+  Span valueOf(const Entry& entry) const { return text.value(entry.value); }
+
+  // The position of the first entry of that key, or size().
+  std::size_t find(const wstring& key) {
+    if (!indexed) {
+      try {
+        index.reserve(entries.size());
+        for (const Entry& entry : entries) index.push(hashOf(entry));
+        indexed = true;
+      } catch (...) {
+        dropIndex();
+        throw;
+      }
+    }
+    const std::size_t found = index.find(store::FoldedHash::of(key), [&](std::size_t p) {
+      return EncodedText::equal(keyOf(entries[p]), key);
+    });
+    return found == store::HashIndex::kNone ? entries.size() : found;
   }
 
-  // The position of the first entry of that key, or the size.
-  std::size_t find(const wstring& key) const {
-    const std::size_t found = store::findIndexed(
-        entries, store::nameHash(key), [&](const Entry& entry) { return compare(entry.key, key) == 0; });
-    return found == store::kNoEntry ? entries.size() : found;
+  // Appends an entry (and indexes it, if there is an index).
+  void append(const wstring& key, const wstring& value) {
+    entries.push_back(Entry{text.add(key), text.add(value)});
+    if (!indexed) return;
+    try {
+      index.push(store::FoldedHash::of(key));
+    } catch (...) {
+      // The next lookup indexes every entry anew.
+      dropIndex();
+    }
+  }
+
+  void setValue(std::size_t position, const wstring& value) {
+    const Offset old = entries[position].value;
+    entries[position].value = text.add(value);
+    text.release(old);
+    compactText();
+  }
+
+  // Removes the entry at `position`, closing the gap. Allocates nothing.
+  void erase(std::size_t position) {
+    if (indexed) index.retain([position](std::size_t p) { return p != position; });
+    text.release(entries[position].key);
+    text.release(entries[position].value);
+    entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(position));
+    compactText();
   }
 
   std::vector<Entry> entries;
 
  protected:
-  void clear() override { entries.clear(); }
+  void clear() override {
+    std::vector<Entry>().swap(entries);
+    text.clear();
+    dropIndex();
+  }
 
   void load(store::ByteBuffer bytes, bool complete) override {
-    const char* text = reinterpret_cast<const char*>(bytes.data());
     // A line cut off by a failed read is not taken.
-    const std::size_t size = complete ? bytes.size() : store::completeLines(text, bytes.size());
-    store::SettingsReader reader(text, size, store::SettingsLayout::Flat);
+    const std::size_t size =
+        complete ? bytes.size()
+                 : store::completeLines(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    text.adopt(std::move(bytes), size);
+    const char* data = reinterpret_cast<const char*>(text.file());
+    // Room for a line of 24 bytes on average; the pages of room never used
+    // are never touched.
+    entries.reserve(size / 24 + 16);
+    store::SettingsReader reader(data, size, store::SettingsLayout::Flat);
     while (reader.next()) {
-      entries.push_back(Entry{std::move(reader.key()), std::move(reader.value())});
-      entries.back().hash = store::nameHash(entries.back().key);
+      entries.push_back(Entry{static_cast<Offset>(reader.key().begin),
+                              static_cast<Offset>(reader.value().begin)});
     }
-    store::indexAll(entries);
   }
 
   void compose(store::FileImage& image) override {
-    store::SettingsWriter writer(store::SettingsLayout::Flat);
-    const wstring noSection;
-    for (const Entry& entry : entries) writer.add(noSection, entry.key, entry.value);
-    image.take(writer.release());
+    std::size_t bound = 0;
+    for (const Entry& entry : entries)
+      bound += store::SettingsWriter::keyLineBound(keyOf(entry), valueOf(entry));
+    string bytes(bound, '\0');
+    store::SettingsWriter writer(reinterpret_cast<unsigned char*>(&bytes[0]));
+    for (const Entry& entry : entries) writer.keyLine(keyOf(entry), valueOf(entry));
+    bytes.resize(static_cast<std::size_t>(writer.end() - reinterpret_cast<unsigned char*>(&bytes[0])));
+    image.take(std::move(bytes));
   }
+
+ private:
+  std::uint64_t hashOf(const Entry& entry) const {
+    store::FoldedHash hash;
+    EncodedText::hash(keyOf(entry), hash);
+    return hash.value();
+  }
+
+  void dropIndex() {
+    indexed = false;
+    index.clear();
+  }
+
+  // Gives the text back after many values were replaced.
+  void compactText() {
+    try {
+      text.compact([this](auto move) {
+        for (Entry& entry : entries) {
+          move(entry.key);
+          move(entry.value);
+        }
+      });
+    } catch (...) {
+      // Nothing moved: the text stays as it was, only larger.
+    }
+  }
+
+  EncodedText text;
+  store::HashIndex index;
+  bool indexed = false;
 };
 
 PropertyFile::PropertyFile() : File(), model(std::make_unique<Model>()) {}
@@ -89,7 +171,8 @@ std::vector<wstring> PropertyFile::enumerateKeys() {
   FileLock guard(*this);
   std::vector<wstring> keys;
   keys.reserve(model->entries.size());
-  for (const Model::Entry& entry : model->entries) keys.push_back(entry.key);
+  for (const Model::Entry& entry : model->entries)
+    keys.push_back(EncodedText::decode(model->keyOf(entry)));
   return keys;
 }
 
@@ -102,22 +185,21 @@ void PropertyFile::createKey(const wstring& key) {
 void PropertyFile::removeKey(const wstring& key) {
   FileLock guard(*this);
   const std::size_t found = model->find(key);
-  if (found == model->entries.size()) return;
-  model->entries.erase(model->entries.begin() + static_cast<std::ptrdiff_t>(found));
-  store::indexAll(model->entries);
+  if (found != model->entries.size()) model->erase(found);
 }
 
 wstring PropertyFile::getValue(const wstring& key) {
   FileLock guard(*this);
   const std::size_t found = model->find(key);
-  return found != model->entries.size() ? model->entries[found].value : wstring();
+  return found != model->entries.size() ? EncodedText::decode(model->valueOf(model->entries[found]))
+                                        : wstring();
 }
 
 void PropertyFile::setValue(const wstring& key, const wstring& value) {
   FileLock guard(*this);
   const std::size_t found = model->find(key);
   if (found != model->entries.size()) {
-    model->entries[found].value = value;
+    model->setValue(found, value);
   } else {
     model->append(key, value);
   }

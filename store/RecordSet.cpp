@@ -1,34 +1,35 @@
 #include "store/RecordSet.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "store/DataFileFormat.h"
+#include "store/FoldedHash.h"
 
 namespace Lumbrel {
 namespace store {
 namespace {
 
-unsigned short fold(unsigned short unit) {
-  return (unit >= 'A' && unit <= 'Z') ? static_cast<unsigned short>(unit + ('a' - 'A')) : unit;
-}
-
-// FNV-1a over the folded units in front of the first null unit.
-template <typename UnitAt>
-std::uint64_t hashUnits(std::size_t count, UnitAt unitAt) {
-  std::uint64_t hash = 0xcbf29ce484222325ULL;
-  for (std::size_t i = 0; i < count; ++i) {
-    const unsigned short unit = unitAt(i);
-    if (unit == 0) break;
-    hash = (hash ^ fold(unit)) * 0x100000001b3ULL;
-  }
-  return hash;
-}
-
-unsigned short encodedUnit(const unsigned char* key, std::size_t i) {
+unsigned short unitAt(const unsigned char* key, std::size_t i) {
   return static_cast<unsigned short>(key[2 * i] << 8 | key[2 * i + 1]);
 }
 
-// The fields of an Encoded record that starts at `at`.
+// The fields of the record that starts at `at`.
+// A little-endian 32-bit length field.
+std::size_t lengthField(const unsigned char* at) {
+  std::uint32_t value;
+  std::memcpy(&value, at, sizeof value);
+  // One load where the processor's order is the file's (the test folds away).
+  const std::uint32_t probe = 1;
+  unsigned char low;
+  std::memcpy(&low, &probe, 1);
+  if (low != 1) {
+    value = static_cast<std::uint32_t>(at[0]) | static_cast<std::uint32_t>(at[1]) << 8 |
+            static_cast<std::uint32_t>(at[2]) << 16 | static_cast<std::uint32_t>(at[3]) << 24;
+  }
+  return value;
+}
+
 RecordView viewAt(const ByteBuffer& bytes, std::size_t at) {
   RecordDecoder decoder(bytes.data() + at, bytes.size() - at);
   RecordView view = decoder.next();
@@ -38,73 +39,128 @@ RecordView viewAt(const ByteBuffer& bytes, std::size_t at) {
 
 }  // namespace
 
-std::uint64_t foldedKeyHash(const wstring& key) {
-  return hashUnits(key.size(), [&key](std::size_t i) { return key[i]; });
-}
-
 RecordSet::~RecordSet() { clear(); }
 
 void RecordSet::clear() {
-  for (Slot& slot : slots)
-    if (slot.state == State::Built) delete slot.record;
-  slots.clear();
+  if (built != 0) {
+    for (const Slot slot : slots)
+      if (slot != 0 && !isEncoded(slot)) delete recordOf(slot);
+  }
+  built = 0;
+  std::vector<Slot>().swap(slots);
   loaded = ByteBuffer();
   live = 0;
   holes = 0;
+  walked = 0;
+  resuming = false;
   dropIndex();
 }
 
+void RecordSet::arriving(const ByteBuffer& bytes) {
+  resuming = true;
+  walk(bytes.data(), bytes.size(), bytes.room(), false);
+}
+
 void RecordSet::load(ByteBuffer bytes, bool) {
-  clear();
+  // Handed the bytes it saw arriving, it goes on where it stopped.
+  if (!resuming) clear();
+  resuming = false;
   loaded = std::move(bytes);
-  RecordDecoder decoder(loaded.data(), loaded.size());
-  while (!decoder.atEnd()) {
-    const RecordView view = decoder.next();
-    if (isPlainKey(view.key, view.keyBytes)) {
-      slots.emplace_back(nextSequence++, view.offset);
-      ++live;
+  walk(loaded.data(), loaded.size(), loaded.size(), true);
+}
+
+void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t total, bool all) {
+  constexpr std::size_t kLength = 4;
+  std::size_t at = walked;
+  std::size_t taken = 0;
+  // Counted once at the end, or when leaving by an exception.
+  struct Count {
+    RecordSet& set;
+    std::size_t& at;
+    std::size_t& taken;
+    ~Count() {
+      set.live += taken;
+      set.walked = at;
+    }
+  } count{*this, at, taken};
+  while (size - at >= kLength) {
+    const std::size_t keyBytes = lengthField(bytes + at);
+    // Odd is damage however many bytes follow; the decoder below says so.
+    if (keyBytes % 2 != 0 || size - at - kLength < keyBytes + kLength) break;
+    const std::size_t dataAt = at + 2 * kLength + keyBytes;
+    const std::size_t dataBytes = lengthField(bytes + dataAt - kLength);
+    if (size - dataAt < dataBytes) break;
+    const std::size_t record = 2 * kLength + keyBytes + dataBytes;
+    // Room for as many records of the first one's size as the file holds,
+    // though for no more than one every 16 bytes.
+    if (slots.empty()) slots.reserve(total / std::max<std::size_t>(record, 16) + 1);
+    if (isPlainKey(bytes + at + kLength, keyBytes)) {
+      slots.push_back(Slot{at} << 1 | 1);
+      ++taken;
     } else {
+      // A record that must be built, and may be refused, is left to load(),
+      // which owns the bytes.
+      if (!all) break;
+      live += taken;
+      taken = 0;
       // Trimmed, or refused with "zero length key", by the record itself.
       append(std::make_unique<DataFile::Record>(
-          decodeKey(view.key, view.keyBytes),
-          std::vector<unsigned char>(view.data, view.data + view.dataBytes)));
+          decodeKey(bytes + at + kLength, keyBytes),
+          std::vector<unsigned char>(bytes + dataAt, bytes + dataAt + dataBytes)));
+    }
+    at = dataAt + dataBytes;
+    // Each record's place follows from the lengths of the one before, a
+    // chain of loads that the processor must wait for one by one. Records
+    // of one size often follow each other: while they do, the places are
+    // known ahead and the lengths there are only checked, which does not
+    // hold the processor up.
+    while (size - at >= record && lengthField(bytes + at) == keyBytes &&
+           lengthField(bytes + at + kLength + keyBytes) == dataBytes &&
+           isPlainKey(bytes + at + kLength, keyBytes)) {
+      slots.push_back(Slot{at} << 1 | 1);
+      ++taken;
+      at += record;
     }
   }
+  // What is left is a record that more bytes may complete, or at the end a
+  // damaged one: the decoder raises its failure.
+  if (all && at != size) RecordDecoder(bytes + at, size - at).next();
 }
 
 void RecordSet::append(std::unique_ptr<DataFile::Record> record) {
-  const std::uint64_t sequence = nextSequence++;
-  slots.emplace_back(sequence, record.get());
+  const std::size_t position = slots.size();
+  slots.push_back(slotOf(record.get()));
   DataFile::Record* owned = record.release();
-  adopt(*owned, sequence);
+  ++built;
+  owned->owner = this;
+  owned->sequence = position;
   ++live;
   if (!indexed) return;
   try {
-    index.add(foldedKeyHash(owned->key), sequence);
+    index.push(FoldedHash::of(owned->key));
   } catch (...) {
     dropIndex();
   }
 }
 
 bool RecordSet::insert(const DataFile::Record& record) {
-  std::uint64_t sequence = 0;
-  if (search(record.getKey(), foldedKeyHash(record.getKey()), sequence)) return false;
+  if (search(record.getKey(), FoldedHash::of(record.getKey())) != HashIndex::kNone) return false;
   append(std::make_unique<DataFile::Record>(record));
   return true;
 }
 
 bool RecordSet::remove(const wstring& key) {
-  std::uint64_t sequence = 0;
-  const std::uint64_t hash = foldedKeyHash(key);
-  if (!search(key, hash, sequence)) return false;
-  index.erase(hash, sequence);
-  Slot* slot = find(sequence);
-  if (slot->state == State::Built) delete slot->record;
-  slot->record = nullptr;
-  slot->state = State::Removed;
+  const std::size_t position = search(key, FoldedHash::of(key));
+  if (position == HashIndex::kNone) return false;
+  index.unlink(position);
+  if (!isEncoded(slots[position])) {
+    delete recordOf(slots[position]);
+    --built;
+  }
+  slots[position] = 0;
   --live;
   ++holes;
-  // Holes are closed lazily by at(); past half the vector, close them here so
+  // Holes are closed lazily by at(); past half the slots, close them here so
   // that a long run of removals keeps memory in line with the records.
   if (holes > slots.size() / 2) compact();
   return true;
@@ -112,73 +168,69 @@ bool RecordSet::remove(const wstring& key) {
 
 DataFile::Record& RecordSet::at(std::size_t position) {
   if (holes != 0) compact();
-  Slot& slot = slots[position];
-  if (slot.state == State::Encoded) build(slot);
-  return *slot.record;
+  const Slot slot = slots[position];
+  return isEncoded(slot) ? build(position) : *recordOf(slot);
 }
 
-void RecordSet::keyChanged(const DataFile::Record& record, std::uint64_t before) {
-  if (!indexed) return;
-  const std::uint64_t after = foldedKeyHash(record.key);
-  if (after == before) return;
-  index.erase(before, record.sequence);
-  try {
-    index.add(after, record.sequence);
-  } catch (...) {
-    dropIndex();
-  }
+void RecordSet::keyChanged(const DataFile::Record& record) {
+  if (indexed) index.relink(static_cast<std::size_t>(record.sequence), FoldedHash::of(record.key));
 }
 
 void RecordSet::compose(FileImage& image) {
-  std::size_t built = 0;
-  for (const Slot& slot : slots)
-    if (slot.state == State::Built) built += encodedSize(*slot.record);
-  image.reserve(built);
-  for (const Slot& slot : slots) {
-    if (slot.state == State::Encoded) {
-      const RecordView view = viewAt(loaded, slot.offset);
+  std::size_t own = 0;
+  for (const Slot slot : slots)
+    if (slot != 0 && !isEncoded(slot)) own += encodedSize(*recordOf(slot));
+  image.reserve(own);
+  for (const Slot slot : slots) {
+    if (isEncoded(slot)) {
+      const RecordView view = viewAt(loaded, offsetOf(slot));
       image.refer(loaded.data() + view.offset, view.size);
-    } else if (slot.state == State::Built) {
-      encodeRecord(*slot.record, image.extend(encodedSize(*slot.record)));
+    } else if (slot != 0) {
+      encodeRecord(*recordOf(slot), image.extend(encodedSize(*recordOf(slot))));
     }
   }
 }
 
-std::uint64_t RecordSet::hashOf(const Slot& slot) const {
-  if (slot.state == State::Built) return foldedKeyHash(slot.record->getKey());
-  const RecordView view = viewAt(loaded, slot.offset);
-  return hashUnits(view.keyBytes / 2, [&view](std::size_t i) { return encodedUnit(view.key, i); });
+std::uint64_t RecordSet::hashOf(Slot slot) const {
+  if (!isEncoded(slot)) return FoldedHash::of(recordOf(slot)->key);
+  const RecordView view = viewAt(loaded, offsetOf(slot));
+  // An encoded key holds no null unit.
+  FoldedHash hash;
+  for (std::size_t i = 0; i < view.keyBytes / 2; ++i) hash.add(unitAt(view.key, i));
+  return hash.value();
 }
 
-bool RecordSet::keyEquals(const Slot& slot, const wstring& key) const {
-  if (slot.state == State::Built) return compare(slot.record->getKey(), key) == 0;
-  // An Encoded key holds no null unit; compare stops at `key`'s first one.
-  const RecordView view = viewAt(loaded, slot.offset);
+bool RecordSet::keyEquals(Slot slot, const wstring& key) const {
+  if (!isEncoded(slot)) return compare(recordOf(slot)->key, key) == 0;
+  // An encoded key holds no null unit; compare stops at `key`'s first one.
+  const RecordView view = viewAt(loaded, offsetOf(slot));
   const std::size_t units = view.keyBytes / 2;
   const unsigned short* other = key.c_str();
   for (std::size_t i = 0; i < units; ++i) {
-    if (other[i] == 0 || fold(other[i]) != fold(encodedUnit(view.key, i))) return false;
+    if (other[i] == 0 || FoldedHash::fold(other[i]) != FoldedHash::fold(unitAt(view.key, i)))
+      return false;
   }
   return other[units] == 0;
 }
 
-void RecordSet::build(Slot& slot) {
-  const RecordView view = viewAt(loaded, slot.offset);
-  slot.record = new DataFile::Record(decodeKey(view.key, view.keyBytes),
-                                     std::vector<unsigned char>(view.data, view.data + view.dataBytes));
-  slot.state = State::Built;
-  adopt(*slot.record, slot.sequence);
-}
-
-void RecordSet::adopt(DataFile::Record& record, std::uint64_t sequence) {
-  record.owner = this;
-  record.sequence = sequence;
+DataFile::Record& RecordSet::build(std::size_t position) {
+  const RecordView view = viewAt(loaded, offsetOf(slots[position]));
+  // The key is one that Record's rules keep as it is.
+  auto record = std::make_unique<DataFile::Record>();
+  record->key = decodeKey(view.key, view.keyBytes);
+  record->data.assign(view.data, view.data + view.dataBytes);
+  record->owner = this;
+  record->sequence = position;
+  slots[position] = slotOf(record.get());
+  ++built;
+  return *record.release();
 }
 
 void RecordSet::buildIndex() {
-  index.reserve(live);
-  for (const Slot& slot : slots)
-    if (slot.state != State::Removed) index.add(hashOf(slot), slot.sequence);
+  if (holes != 0) compact();
+  index.clear();
+  index.reserve(slots.size());
+  for (const Slot slot : slots) index.push(hashOf(slot));
   indexed = true;
 }
 
@@ -189,30 +241,28 @@ void RecordSet::dropIndex() {
   index.clear();
 }
 
-RecordSet::Slot* RecordSet::find(std::uint64_t sequence) {
-  auto it = std::lower_bound(slots.begin(), slots.end(), sequence,
-                             [](const Slot& slot, std::uint64_t s) { return slot.sequence < s; });
-  return it != slots.end() && it->sequence == sequence ? &*it : nullptr;
-}
-
 void RecordSet::compact() {
-  slots.erase(std::remove_if(slots.begin(), slots.end(),
-                             [](const Slot& slot) { return slot.state == State::Removed; }),
-              slots.end());
+  if (indexed) index.retain([this](std::size_t p) { return slots[p] != 0; });
+  std::size_t kept = 0;
+  for (const Slot slot : slots) {
+    if (slot == 0) continue;
+    if (!isEncoded(slot)) recordOf(slot)->sequence = kept;
+    slots[kept++] = slot;
+  }
+  slots.resize(kept);
   holes = 0;
 }
 
-bool RecordSet::search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence) {
-  if (!indexed) buildIndex();
-  bool found = false;
-  index.forEach(hash, [&](std::uint64_t candidate) {
-    if (found && candidate > sequence) return;
-    if (keyEquals(*find(candidate), key)) {
-      found = true;
-      sequence = candidate;
+std::size_t RecordSet::search(const wstring& key, std::uint64_t hash) {
+  if (!indexed) {
+    try {
+      buildIndex();
+    } catch (...) {
+      dropIndex();
+      throw;
     }
-  });
-  return found;
+  }
+  return index.find(hash, [&](std::size_t position) { return keyEquals(slots[position], key); });
 }
 
 }  // namespace store

@@ -1,19 +1,19 @@
 // The records of a DataFile in memory: an ordered sequence (file order, then
 // insertion order) with constant-time access by position, and a hash index of
-// the keys folded as compare folds them (A-Z onto a-z, cut at the first null
-// unit), so that finding a key takes one probe of the index on average (and
-// a binary search from a record's sequence number to its position).
+// the keys as compare sees them (store/HashIndex.h), so that finding a key
+// takes one probe of the index on average.
 //
 // A record handed out by reference (at) may have its key changed by the
 // caller at any time afterwards. Every record object the set holds knows the
-// set and its own sequence number, so such a change is reported (keyChanged)
-// and moves that record's one entry in the index: the index always holds
-// every live record under its current key.
+// set and its own position, so such a change is reported (keyChanged) and
+// moves that record in the index: the index always holds every live record
+// under its current key.
 //
 // Records loaded from a file stay in the file's bytes until someone needs the
 // object: a record is built when it is handed out, and a record never built
 // is written back as the bytes it was read from. So opening and closing a
-// large file costs little more than reading and writing it.
+// large file costs little more than reading and writing it, and a record
+// waiting in the file's bytes costs 8 bytes more.
 //
 // Removal leaves a hole that the next positional access closes, so removing
 // many records costs one compaction, not one shift each.
@@ -34,15 +34,11 @@
 
 #include "lumbrel/DataFile.h"
 #include "store/ByteBuffer.h"
-#include "store/KeyIndex.h"
+#include "store/HashIndex.h"
 #include "store/StoreModel.h"
 
 namespace Lumbrel {
 namespace store {
-
-// Hash of a key as compare sees it: ASCII letters folded, cut at the first
-// null unit. Keys that compare equal hash equal.
-std::uint64_t foldedKeyHash(const wstring& key);
 
 class RecordSet : public StoreModel {
  public:
@@ -54,10 +50,10 @@ class RecordSet : public StoreModel {
   void clear() override;
   // Replaces the records by those encoded in `bytes`, in order, without any
   // search for equal keys. Raises what the decoder raises; the records in
-  // front of the damage are kept then.
+  // front of the damage are kept then. After arriving(), goes on from the
+  // records taken there.
+  void arriving(const ByteBuffer& bytes) override;
   void load(ByteBuffer bytes, bool complete) override;
-  // Takes ownership and appends, without any search.
-  void append(std::unique_ptr<DataFile::Record> record);
   // Appends a copy unless a record with an equal key is stored; false then.
   bool insert(const DataFile::Record& record);
   // Deletes the first record in order with a key equal to `key`; false when
@@ -65,9 +61,8 @@ class RecordSet : public StoreModel {
   bool remove(const wstring& key);
   // The record at `index` (< size()), handed out for change.
   DataFile::Record& at(std::size_t index);
-  // Called by a stored record whose key has just changed from one that
-  // hashed to `before`.
-  void keyChanged(const DataFile::Record& record, std::uint64_t before);
+  // Called by a stored record whose key has just changed.
+  void keyChanged(const DataFile::Record& record);
 
   // The file: runs of records never built refer to the bytes they were read
   // from, built ones are encoded into the image. Raises runtime_error
@@ -75,41 +70,46 @@ class RecordSet : public StoreModel {
   void compose(FileImage& image) override;
 
  private:
-  enum class State : unsigned char { Encoded, Built, Removed };
-  struct Slot {
-    Slot(std::uint64_t number, DataFile::Record* built)
-        : sequence(number), record(built), state(State::Built) {}
-    Slot(std::uint64_t number, std::size_t at)
-        : sequence(number), offset(at), state(State::Encoded) {}
+  // A slot is a built record (its address, owned), a record still in the
+  // loaded bytes (its offset there, shifted left by one, plus one), or a
+  // hole that a removal left (0).
+  using Slot = std::uint64_t;
+  static bool isEncoded(Slot slot) { return (slot & 1) != 0; }
+  static std::size_t offsetOf(Slot slot) { return static_cast<std::size_t>(slot >> 1); }
+  static DataFile::Record* recordOf(Slot slot) {
+    return reinterpret_cast<DataFile::Record*>(static_cast<std::uintptr_t>(slot));
+  }
+  static Slot slotOf(const DataFile::Record* record) {
+    return reinterpret_cast<std::uintptr_t>(record);
+  }
 
-    std::uint64_t sequence;  // ascending along `slots`, never reused
-    union {
-      DataFile::Record* record;  // owned, when Built
-      std::size_t offset;        // of its bytes in `loaded`, when Encoded
-    };
-    State state;
-  };
-
-  std::uint64_t hashOf(const Slot& slot) const;
-  bool keyEquals(const Slot& slot, const wstring& key) const;
-  void build(Slot& slot);
-  // Makes `record` report its key changes to this set.
-  void adopt(DataFile::Record& record, std::uint64_t sequence);
+  // Takes the records that stand whole in the first `size` bytes behind
+  // those taken already, of a file of `total` bytes. With `all` it takes
+  // them all and raises the decoder's failure for what is left; without, it
+  // stops at the first record that must be built as an object.
+  void walk(const unsigned char* bytes, std::size_t size, std::size_t total, bool all);
+  // Takes ownership and appends, without any search.
+  void append(std::unique_ptr<DataFile::Record> record);
+  std::uint64_t hashOf(Slot slot) const;
+  bool keyEquals(Slot slot, const wstring& key) const;
+  DataFile::Record& build(std::size_t position);
   void buildIndex();
   void dropIndex();
-  Slot* find(std::uint64_t sequence);
   void compact();
-  // The sequence of the first record whose key equals `key`.
-  bool search(const wstring& key, std::uint64_t hash, std::uint64_t& sequence);
+  // The position of the first record whose key equals `key`, or
+  // HashIndex::kNone.
+  std::size_t search(const wstring& key, std::uint64_t hash);
 
-  ByteBuffer loaded;  // the file's bytes, for Encoded records
+  ByteBuffer loaded;  // the file's bytes, for records not built
+  std::size_t walked = 0;  // bytes of them taken into records
+  bool resuming = false;   // arriving() took records that load() goes on from
   std::vector<Slot> slots;
   std::size_t live = 0;
   std::size_t holes = 0;
-  std::uint64_t nextSequence = 0;
+  std::size_t built = 0;  // records in `slots` that are objects
   // Built on the first search, so that a load and a close never pay for it.
   bool indexed = false;
-  KeyIndex index;  // folded-key hash -> sequence, for every live record
+  HashIndex index;  // key hash -> position in `slots`, for every live record
 };
 
 }  // namespace store

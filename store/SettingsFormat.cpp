@@ -8,50 +8,23 @@ namespace {
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
-wstring decode(const char* begin, const char* end) {
-  // make_wstring wants a string; reusing one spares an allocation per field.
-  thread_local string scratch;
-  scratch.assign(begin, end);
-  return make_wstring(scratch);
+std::size_t bytesOf(const EncodedText::Span& text) {
+  return static_cast<std::size_t>(text.end - text.begin);
 }
 
 }  // namespace
 
-ParsedLine parseLine(const char* begin, const char* end, SettingsLayout layout, wstring& section,
-                     wstring& key, wstring& value) {
-  ParsedLine result;
-  // A line of blanks only stays as it is, and then holds no `=`.
-  const char* first = begin;
-  while (first != end && isBlank(*first)) ++first;
-  if (first == end) return result;
-  const char* last = end;
-  while (isBlank(*(last - 1))) --last;
-  begin = first;
-  end = last;
-
-  if (*begin == '#' || *begin == ';') return result;
-  if (*begin == '[' && layout == SettingsLayout::Sectioned) {
-    // The line begins with `[`, so at least that bracket is left.
-    while (*(end - 1) == ']') --end;
-    const char* name = begin;
-    while (name != end && *name == '[') ++name;
-    // A name of brackets only keeps them all.
-    if (name != end) begin = name;
-    section = decode(begin, end);
-    result.header = true;
-    return result;
-  }
-  const void* equals = std::memchr(begin, '=', static_cast<std::size_t>(end - begin));
-  if (equals == nullptr) return result;
-  const char* split = static_cast<const char*>(equals);
-  key = decode(begin, split);
-  value = decode(split + 1, end);
-  result.keyLine = true;
-  return result;
-}
-
 SettingsReader::SettingsReader(const char* data, std::size_t size, SettingsLayout layout)
-    : position_(data), end_(data + size), layout_(layout) {}
+    : data_(data), position_(data), end_(data + size), layout_(layout) {}
+
+bool SettingsReader::emptyText(Range range) const {
+  // A first byte from 1 to 0x7F is a unit of its own; anything else must be
+  // decoded to tell.
+  const auto first = static_cast<unsigned char>(range.begin != range.end ? data_[range.begin] : 0);
+  if (first != 0 && first < 0x80) return false;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(data_);
+  return EncodedText::empty(EncodedText::Span{bytes + range.begin, bytes + range.end, false});
+}
 
 bool SettingsReader::next() {
   while (position_ != end_) {
@@ -61,43 +34,66 @@ bool SettingsReader::next() {
     }
     const void* newline = std::memchr(position_, '\n', static_cast<std::size_t>(end_ - position_));
     const char* lineEnd = newline != nullptr ? static_cast<const char*>(newline) : end_;
-    const char* lineBegin = position_;
+    const char* begin = position_;
     position_ = newline != nullptr ? lineEnd + 1 : end_;
 
-    key_.clear();
-    value_.clear();
-    if (!parseLine(lineBegin, lineEnd, layout_, section_, key_, value_).keyLine) continue;
-    if (length(key_) == 0) continue;
-    if (layout_ == SettingsLayout::Sectioned && length(section_) == 0) continue;
+    // A line of blanks only stays as it is, and then holds no `=`.
+    while (begin != lineEnd && isBlank(*begin)) ++begin;
+    if (begin == lineEnd) continue;
+    const char* end = lineEnd;
+    while (isBlank(end[-1])) --end;
+
+    if (*begin == '#' || *begin == ';') continue;
+    if (*begin == '[' && layout_ == SettingsLayout::Sectioned) {
+      // The line begins with `[`, so at least that bracket is left.
+      while (end[-1] == ']') --end;
+      const char* name = begin;
+      while (name != end && *name == '[') ++name;
+      // A name of brackets only keeps them all.
+      if (name != end) begin = name;
+      section_ = Range{static_cast<std::size_t>(begin - data_), static_cast<std::size_t>(end - data_)};
+      sectionEmpty_ = emptyText(section_);
+      ++headers_;
+      continue;
+    }
+    const void* equals = std::memchr(begin, '=', static_cast<std::size_t>(end - begin));
+    if (equals == nullptr) continue;
+    if (layout_ == SettingsLayout::Sectioned && sectionEmpty_) continue;
+    const auto split = static_cast<std::size_t>(static_cast<const char*>(equals) - data_);
+    key_ = Range{static_cast<std::size_t>(begin - data_), split};
+    if (emptyText(key_)) continue;
+    value_ = Range{split + 1, static_cast<std::size_t>(end - data_)};
     return true;
   }
   return false;
 }
 
-SettingsWriter::SettingsWriter(SettingsLayout layout) : layout_(layout), first_(true) {}
-
-void SettingsWriter::add(const wstring& section, const wstring& key, const wstring& value) {
-  if (layout_ == SettingsLayout::Sectioned) {
-    // Case-folded equality is an equivalence, so testing against the run's
-    // first spelling is the same as testing against the previous entry.
-    const bool sameSection = !first_ && (section == section_ || compare(section, section_) == 0);
-    if (!sameSection) {
-      section_ = section;
-      bytes_ += '[';
-      bytes_ += make_string(section);
-      bytes_ += "]\n";
-    }
-  }
-  first_ = false;
-  bytes_ += make_string(key);
-  bytes_ += '=';
-  bytes_ += make_string(value);
-  bytes_ += '\n';
-}
-
 std::size_t completeLines(const char* bytes, std::size_t size) {
   while (size > 0 && bytes[size - 1] != '\n') --size;
   return size;
+}
+
+std::size_t SettingsWriter::headerBound(const EncodedText::Span& section) {
+  return bytesOf(section) + 3;
+}
+
+std::size_t SettingsWriter::keyLineBound(const EncodedText::Span& key,
+                                         const EncodedText::Span& value) {
+  return bytesOf(key) + bytesOf(value) + 2;
+}
+
+void SettingsWriter::header(const EncodedText::Span& section) {
+  *out_++ = '[';
+  out_ = EncodedText::encode(section, out_);
+  *out_++ = ']';
+  *out_++ = '\n';
+}
+
+void SettingsWriter::keyLine(const EncodedText::Span& key, const EncodedText::Span& value) {
+  out_ = EncodedText::encode(key, out_);
+  *out_++ = '=';
+  out_ = EncodedText::encode(value, out_);
+  *out_++ = '\n';
 }
 
 }  // namespace store

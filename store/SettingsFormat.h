@@ -6,8 +6,8 @@
 // only blanks stays as it is) and then read as: empty (skipped), a comment
 // (`#` or `;` first), in the sectioned layout a section header (`[` first), a
 // key line (holds `=`: key before the first `=`, value behind it) or nothing.
-// All of this is decided on the bytes; names and values are decoded by
-// make_wstring afterwards, so a NUL byte ends the text that holds it.
+// All of this is decided on the bytes; a name or value means what
+// make_wstring makes of its bytes, so a NUL byte ends the text that holds it.
 //
 // The two layouts differ only where the files differ: the flat one has no
 // headers, so a line beginning with `[` is an ordinary line, and its key lines
@@ -16,9 +16,8 @@
 #define LUMBREL_STORE_SETTINGS_FORMAT_H
 
 #include <cstddef>
-#include <utility>
 
-#include "lumbrel/Text.h"
+#include "store/EncodedText.h"
 
 namespace Lumbrel {
 namespace store {
@@ -28,65 +27,67 @@ enum class SettingsLayout {
   Flat,       // key lines only
 };
 
-// What one line sets. The section is only ever set by a header.
-struct ParsedLine {
-  bool header = false;
-  bool keyLine = false;
-};
-
-// Interprets one line, given without its newline. A header sets `section`; a
-// key line sets `key` and `value` (which may come out empty after decoding).
-ParsedLine parseLine(const char* begin, const char* end, SettingsLayout layout, wstring& section,
-                     wstring& key, wstring& value);
-
 // Walks the bytes of a whole file line by line and stops at each line that
-// makes an entry: a key line with a non-empty key and, in the sectioned
-// layout, under a non-empty current section.
+// makes an entry: a key line whose key is not empty and, in the sectioned
+// layout, which stands under a header whose name is not empty. It gives
+// where the texts stand, as offsets into the bytes.
 class SettingsReader {
  public:
+  struct Range {
+    std::size_t begin;
+    std::size_t end;
+  };
+
   // The bytes must outlive the reader.
   SettingsReader(const char* data, std::size_t size, SettingsLayout layout);
 
   // Moves to the next entry; false when the bytes are used up.
   bool next();
-  // The current section (always empty in the flat layout), key and value of
-  // the entry that next() stopped at. Callers may move key and value away.
-  const wstring& section() const { return section_; }
-  wstring& key() { return key_; }
-  wstring& value() { return value_; }
+  // The name of the header in force (empty in the flat layout), and a number
+  // that changes with each header line.
+  Range section() const { return section_; }
+  std::size_t header() const { return headers_; }
+  // The key (up to the `=`) and the value (up to the line's end) of the
+  // entry that next() stopped at.
+  Range key() const { return key_; }
+  Range value() const { return value_; }
 
  private:
+  bool emptyText(Range range) const;
+
+  const char* data_;
   const char* position_;
   const char* end_;
   SettingsLayout layout_;
-  wstring section_;
-  wstring key_;
-  wstring value_;
+  Range section_{0, 0};
+  bool sectionEmpty_ = true;
+  std::size_t headers_ = 0;
+  Range key_{0, 0};
+  Range value_{0, 0};
 };
 
 // The length of the complete lines at the front of `size` bytes: up to and
 // with the last newline.
 std::size_t completeLines(const char* bytes, std::size_t size);
 
-// Composes the bytes of a file from entries in the order given. Names and
-// values are encoded by make_string and checked for nothing.
+// Composes the lines of a file at `out`, which has room for what the bounds
+// below add up to. Names and values are written as make_string writes their
+// meaning, and checked for nothing.
 class SettingsWriter {
  public:
-  explicit SettingsWriter(SettingsLayout layout);
+  explicit SettingsWriter(unsigned char* out) : out_(out) {}
 
-  // Adds the line `key=value`. In the sectioned layout a header line `[section]`
-  // comes first when this is the first entry or `section` differs, case
-  // ignored, from the previous entry's; the flat layout ignores `section`.
-  void add(const wstring& section, const wstring& key, const wstring& value);
-  const string& bytes() const { return bytes_; }
-  // Hands the bytes over, leaving the writer empty.
-  string release() { return std::move(bytes_); }
+  static std::size_t headerBound(const EncodedText::Span& section);
+  static std::size_t keyLineBound(const EncodedText::Span& key, const EncodedText::Span& value);
+
+  // `[section]` and a newline.
+  void header(const EncodedText::Span& section);
+  // `key=value` and a newline.
+  void keyLine(const EncodedText::Span& key, const EncodedText::Span& value);
+  unsigned char* end() const { return out_; }
 
  private:
-  SettingsLayout layout_;
-  bool first_;
-  wstring section_;  // spelling of the header in force
-  string bytes_;
+  unsigned char* out_;
 };
 
 }  // namespace store

@@ -14,11 +14,17 @@ namespace {
 // this one removed the old file, before the save gives up.
 constexpr int kCreateAttempts = 8;
 
+// Bytes read at a time once the file's length is trusted: few enough that
+// what arrived is still in the processor's caches when the model looks at it.
+constexpr std::size_t kReadBlock = 256 * 1024;
+
 // Reads the stream from byte 0 up to the length the file had when this
 // started: a file that grows meanwhile is not followed, one that shrinks
-// ends early without failing. False when the stream failed on the way;
+// ends early without failing. Hands the bytes that arrived so far to
+// arrived(bytes) after each block. False when the stream failed on the way;
 // `bytes` then holds what arrived before.
-bool readWholeFile(File& file, ByteBuffer& bytes) {
+template <class Arrived>
+bool readWholeFile(File& file, ByteBuffer& bytes, Arrived arrived) {
   file.flush();
   file.clear();
   bytes.resize(0);
@@ -33,7 +39,13 @@ bool readWholeFile(File& file, ByteBuffer& bytes) {
   const auto total = static_cast<std::size_t>(length);
   std::size_t used = 0;
   while (used < total) {
-    const std::size_t chunk = used == 0 && total > kFirstBlock ? kFirstBlock : total - used;
+    std::size_t chunk = total - used;
+    if (used == 0 && chunk > kFirstBlock) chunk = kFirstBlock;
+    if (used != 0) {
+      // Sized for the whole file once, so that the bytes never move again.
+      bytes.resize(total);
+      if (chunk > kReadBlock) chunk = kReadBlock;
+    }
     bytes.resize(used + chunk);
     file.read(reinterpret_cast<char*>(bytes.data() + used), static_cast<std::streamsize>(chunk));
     used += static_cast<std::size_t>(file.gcount());
@@ -41,6 +53,7 @@ bool readWholeFile(File& file, ByteBuffer& bytes) {
     if (file.bad()) return false;
     if (file.eof()) return true;
     if (file.fail()) return false;
+    arrived(bytes);
   }
   // A file of length 0 may still refuse to be read (a folder).
   if (total == 0) file.peek();
@@ -80,7 +93,14 @@ void StoreModel::open(File& file, unsigned long mode) {
   try {
     if ((file.getMode() & File::MODE_READ) != 0) {
       ByteBuffer bytes;
-      const bool complete = readWholeFile(file, bytes);
+      bool complete = false;
+      try {
+        complete = readWholeFile(file, bytes, [this](const ByteBuffer& read) { arriving(read); });
+      } catch (...) {
+        // What arriving() took refers to bytes that are gone now.
+        clear();
+        throw;
+      }
       load(std::move(bytes), complete);
       if (!complete) throw std::runtime_error("failed to read from file");
     }

@@ -59,6 +59,12 @@ class StoreModel {
  protected:
   // Drops the whole content.
   virtual void clear() = 0;
+  // While the file is read, after each block: the bytes that have arrived
+  // so far, in the buffer that load() is then given, where they stay. A
+  // model may begin on them while they are still in the processor's caches,
+  // and load() go on from there. If the read raises (memory, or arriving()
+  // itself), load() is not called and the model is cleared.
+  virtual void arriving(const ByteBuffer& bytes) { static_cast<void>(bytes); }
   // Takes what was read of the file: all of it, or with `complete` false what
   // came before a read failed. Raises on damage, keeping what precedes it.
   virtual void load(ByteBuffer bytes, bool complete) = 0;

@@ -2,13 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "TestSupport.h"
 
+namespace store = Lumbrel::store;
 using Lumbrel::make_string;
+using Lumbrel::make_wstring;
+using Lumbrel::store::EncodedText;
 using Lumbrel::store::SettingsLayout;
 using Lumbrel::store::SettingsReader;
 using Lumbrel::store::SettingsWriter;
@@ -17,13 +21,16 @@ using Entries = std::vector<std::string>;
 
 namespace {
 
-// Each entry read, as "section|key|value".
+// Each entry read, as "section|key|value", each text as make_wstring makes
+// it of its bytes.
 Entries parse(const std::string& bytes, SettingsLayout layout = SettingsLayout::Sectioned) {
+  const auto text = [&bytes](SettingsReader::Range range) {
+    return make_string(make_wstring(bytes.substr(range.begin, range.end - range.begin)));
+  };
   Entries entries;
   SettingsReader reader(bytes.data(), bytes.size(), layout);
   while (reader.next())
-    entries.push_back(make_string(reader.section()) + '|' + make_string(reader.key()) + '|' +
-                      make_string(reader.value()));
+    entries.push_back(text(reader.section()) + '|' + text(reader.key()) + '|' + text(reader.value()));
   return entries;
 }
 
@@ -67,14 +74,21 @@ TEST(SettingsFormatTest, LinesAreSplitOnBytesBeforeDecoding) {
   EXPECT_EQ(parse("[Straße]\ngrüße=€\n"), Entries{"Straße|grüße|€"});
 }
 
-TEST(SettingsFormatTest, WriterComposesHeadersByRunsOfSections) {
-  SettingsWriter writer(SettingsLayout::Sectioned);
-  writer.add(W("Disk"), W("path"), W("a=b"));
-  writer.add(W("Net"), W("port "), W(" 80"));
-  writer.add(W("NET"), W("host"), W(""));
-  writer.add(W("Disk"), W(""), W(""));
-  EXPECT_EQ(writer.bytes(),
-            "[Disk]\npath=a=b\n[Net]\nport = 80\nhost=\n[Disk]\n=\n");
+// The writer writes what a text means: a file's bytes decoded and encoded
+// again, a caller's units up to a null unit.
+TEST(SettingsFormatTest, WriterWritesMakeStringOfWhatTextsMean) {
+  EncodedText text;
+  const std::string file = "k\xC1\x81\xF0\x9F\x98\x80=v\xC3\n";
+  store::ByteBuffer bytes(file.size());
+  std::copy(file.begin(), file.end(), bytes.data());
+  text.adopt(std::move(bytes), file.size());
+  const EncodedText::Offset section = text.add({'N', 0x20AC, 0, 'x'});
+  unsigned char out[64];
+  SettingsWriter writer(out);
+  writer.header(text.name(section, 0));
+  const auto value = static_cast<EncodedText::Offset>(file.find('=') + 1);
+  writer.keyLine(text.key(0, value), text.value(value));
+  EXPECT_EQ(std::string(out, writer.end()), "[N\xE2\x82\xAC]\nkA\xEF\x98\x80=v?\n");
 }
 
 }  // namespace
