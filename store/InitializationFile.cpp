@@ -301,7 +301,7 @@ void InitializationFile::Model::buildIndex() {
       all.push_back(static_cast<std::uint32_t>(hashOf(entry, seed)));
     }
   }
-  index.assign(std::move(all));
+  index.assign(all);
   indexed = true;
 }
 

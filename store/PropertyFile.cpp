@@ -34,8 +34,10 @@ class PropertyFile::Model : public store::StoreModel {
   std::size_t find(const wstring& key) {
     if (!indexed) {
       try {
-        index.reserve(entries.size());
-        for (const Entry& entry : entries) index.push(hashOf(entry));
+        std::vector<std::uint32_t> hashes;
+        hashes.reserve(entries.size());
+        for (const Entry& entry : entries) hashes.push_back(static_cast<std::uint32_t>(hashOf(entry)));
+        index.assign(hashes);
         indexed = true;
       } catch (...) {
         dropIndex();

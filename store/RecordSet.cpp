@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "store/DataFileFormat.h"
 #include "store/FoldedHash.h"
@@ -44,14 +45,16 @@ RecordSet::~RecordSet() { clear(); }
 void RecordSet::clear() {
   if (built != 0) {
     for (const Slot slot : slots)
-      if (slot != 0 && !isEncoded(slot)) delete recordOf(slot);
+      if (slot != 0 && !isEncoded(slot)) pool.destroy(recordOf(slot));
   }
   built = 0;
+  pool.release();
   std::vector<Slot>().swap(slots);
   loaded = ByteBuffer();
   live = 0;
   holes = 0;
   walked = 0;
+  unused = 0;
   resuming = false;
   dropIndex();
 }
@@ -101,12 +104,12 @@ void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t t
       // A record that must be built, and may be refused, is left to load(),
       // which owns the bytes.
       if (!all) break;
+      unused += record;
       live += taken;
       taken = 0;
       // Trimmed, or refused with "zero length key", by the record itself.
-      append(std::make_unique<DataFile::Record>(
-          decodeKey(bytes + at + kLength, keyBytes),
-          std::vector<unsigned char>(bytes + dataAt, bytes + dataAt + dataBytes)));
+      append(pool.make(decodeKey(bytes + at + kLength, keyBytes),
+                       std::vector<unsigned char>(bytes + dataAt, bytes + dataAt + dataBytes)));
     }
     at = dataAt + dataBytes;
     // Each record's place follows from the lengths of the one before, a
@@ -127,10 +130,14 @@ void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t t
   if (all && at != size) RecordDecoder(bytes + at, size - at).next();
 }
 
-void RecordSet::append(std::unique_ptr<DataFile::Record> record) {
+void RecordSet::append(DataFile::Record* owned) {
   const std::size_t position = slots.size();
-  slots.push_back(slotOf(record.get()));
-  DataFile::Record* owned = record.release();
+  try {
+    slots.push_back(slotOf(owned));
+  } catch (...) {
+    pool.destroy(owned);
+    throw;
+  }
   ++built;
   owned->owner = this;
   owned->sequence = position;
@@ -145,7 +152,7 @@ void RecordSet::append(std::unique_ptr<DataFile::Record> record) {
 
 bool RecordSet::insert(const DataFile::Record& record) {
   if (search(record.getKey(), FoldedHash::of(record.getKey())) != HashIndex::kNone) return false;
-  append(std::make_unique<DataFile::Record>(record));
+  append(pool.make(record));
   return true;
 }
 
@@ -154,8 +161,10 @@ bool RecordSet::remove(const wstring& key) {
   if (position == HashIndex::kNone) return false;
   index.unlink(position);
   if (!isEncoded(slots[position])) {
-    delete recordOf(slots[position]);
+    pool.destroy(recordOf(slots[position]));
     --built;
+  } else {
+    unused += viewAt(loaded, offsetOf(slots[position])).size;
   }
   slots[position] = 0;
   --live;
@@ -163,6 +172,7 @@ bool RecordSet::remove(const wstring& key) {
   // Holes are closed lazily by at(); past half the slots, close them here so
   // that a long run of removals keeps memory in line with the records.
   if (holes > slots.size() / 2) compact();
+  shed();
   return true;
 }
 
@@ -216,21 +226,50 @@ bool RecordSet::keyEquals(Slot slot, const wstring& key) const {
 DataFile::Record& RecordSet::build(std::size_t position) {
   const RecordView view = viewAt(loaded, offsetOf(slots[position]));
   // The key is one that Record's rules keep as it is.
-  auto record = std::make_unique<DataFile::Record>();
-  record->key = decodeKey(view.key, view.keyBytes);
-  record->data.assign(view.data, view.data + view.dataBytes);
+  DataFile::Record* record = pool.make();
+  try {
+    record->key = decodeKey(view.key, view.keyBytes);
+    record->data.assign(view.data, view.data + view.dataBytes);
+  } catch (...) {
+    pool.destroy(record);
+    throw;
+  }
   record->owner = this;
   record->sequence = position;
-  slots[position] = slotOf(record.get());
+  slots[position] = slotOf(record);
   ++built;
-  return *record.release();
+  unused += view.size;
+  shed();
+  return *record;
+}
+
+void RecordSet::shed() {
+  // Past a quarter of the bytes, so that a walk over every record copies
+  // about twice the file in all.
+  if (unused < kShedAtLeast || 4 * unused < loaded.size()) return;
+  try {
+    ByteBuffer kept(loaded.size() - unused);
+    std::size_t at = 0;
+    for (Slot& slot : slots) {
+      if (!isEncoded(slot)) continue;
+      const RecordView view = viewAt(loaded, offsetOf(slot));
+      std::memcpy(kept.data() + at, loaded.data() + view.offset, view.size);
+      slot = Slot{at} << 1 | 1;
+      at += view.size;
+    }
+    loaded = std::move(kept);
+    unused = 0;
+  } catch (const std::bad_alloc&) {
+    // The bytes stay as they are: nothing was lost but the chance.
+  }
 }
 
 void RecordSet::buildIndex() {
   if (holes != 0) compact();
-  index.clear();
-  index.reserve(slots.size());
-  for (const Slot slot : slots) index.push(hashOf(slot));
+  std::vector<std::uint32_t> hashes;
+  hashes.reserve(slots.size());
+  for (const Slot slot : slots) hashes.push_back(static_cast<std::uint32_t>(hashOf(slot)));
+  index.assign(hashes);
   indexed = true;
 }
 

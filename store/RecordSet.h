@@ -13,7 +13,10 @@
 // object: a record is built when it is handed out, and a record never built
 // is written back as the bytes it was read from. So opening and closing a
 // large file costs little more than reading and writing it, and a record
-// waiting in the file's bytes costs 8 bytes more.
+// waiting in the file's bytes costs 8 bytes more. Once a quarter of those
+// bytes belongs to records built or removed, the rest moves to a smaller
+// buffer, so that a walk over every record does not hold the whole file
+// beside the objects made of it.
 //
 // Removal leaves a hole that the next positional access closes, so removing
 // many records costs one compaction, not one shift each.
@@ -35,6 +38,7 @@
 #include "lumbrel/DataFile.h"
 #include "store/ByteBuffer.h"
 #include "store/HashIndex.h"
+#include "store/RecordPool.h"
 #include "store/StoreModel.h"
 
 namespace Lumbrel {
@@ -88,11 +92,14 @@ class RecordSet : public StoreModel {
   // them all and raises the decoder's failure for what is left; without, it
   // stops at the first record that must be built as an object.
   void walk(const unsigned char* bytes, std::size_t size, std::size_t total, bool all);
-  // Takes ownership and appends, without any search.
-  void append(std::unique_ptr<DataFile::Record> record);
+  // Appends a record made by `pool`, which it then owns, without any search.
+  void append(DataFile::Record* record);
   std::uint64_t hashOf(Slot slot) const;
   bool keyEquals(Slot slot, const wstring& key) const;
   DataFile::Record& build(std::size_t position);
+  // Moves the bytes that records still wait in to a buffer of their own,
+  // when enough of `loaded` is of no more use.
+  void shed();
   void buildIndex();
   void dropIndex();
   void compact();
@@ -101,7 +108,9 @@ class RecordSet : public StoreModel {
   std::size_t search(const wstring& key, std::uint64_t hash);
 
   ByteBuffer loaded;  // the file's bytes, for records not built
+  static constexpr std::size_t kShedAtLeast = 1 << 20;
   std::size_t walked = 0;  // bytes of them taken into records
+  std::size_t unused = 0;  // bytes of them that no record waits in
   bool resuming = false;   // arriving() took records that load() goes on from
   std::vector<Slot> slots;
   std::size_t live = 0;
@@ -110,6 +119,7 @@ class RecordSet : public StoreModel {
   // Built on the first search, so that a load and a close never pay for it.
   bool indexed = false;
   HashIndex index;  // key hash -> position in `slots`, for every live record
+  RecordPool pool;  // where the built records live
 };
 
 }  // namespace store
