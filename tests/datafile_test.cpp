@@ -108,6 +108,41 @@ TEST_F(DataFileTest, ModesDecideLoadingAndWritingAndSynchronizeWrites) {
   }
 }
 
+// A file of many blocks, taken as it arrives: runs of records of one size,
+// broken by a key to trim, a longer key and more data. Half the records are
+// then built and a fifth removed, so that the bytes the others wait in move
+// to a smaller buffer, twice: the references handed out stay good, and the
+// file written is the records in their order.
+TEST_F(DataFileTest, LargeFilesKeepEveryRecordWhateverIsBuiltOrRemoved) {
+  const auto frame = [](const std::string& key, const std::string& data) {
+    std::string out(4, '\0');
+    out[0] = static_cast<char>(2 * key.size());
+    for (const char c : key) out += std::string{'\0', c};
+    for (int shift = 0; shift < 32; shift += 8) out += static_cast<char>(data.size() >> shift);
+    return out + data;
+  };
+  std::string content, expected;
+  std::vector<std::string> keys;
+  for (int i = 0; i < 40000; ++i) {
+    std::string key = "key" + std::to_string(100000 + i) + (i % 1009 == 0 ? "-longer" : "");
+    const std::string data(i % 1013 == 0 ? 47 : 40, static_cast<char>('a' + i % 26));
+    content += frame(i % 997 == 0 ? " " + key + "\t" : key, data);
+    keys.push_back(key);
+    if (i % 5 != 0) expected += frame(key, data);
+  }
+  writeFile(dir.native("large"), content);
+  DataFile file(path("large"));
+  file.open(RW);
+  ASSERT_EQ(file.size(), keys.size());
+  const Record& early = file[2];
+  for (unsigned long i = 1; i < file.size(); i += 2) ASSERT_EQ(file[i].getKey(), W(keys[i].c_str()));
+  for (std::size_t i = 0; i < keys.size(); i += 5) file.remove(Record(W(keys[i].c_str()), {}));
+  EXPECT_EQ(early.getKey(), W(keys[2].c_str()));
+  EXPECT_EQ(early.getData(), Bytes(40, 'c'));
+  file.close();
+  EXPECT_EQ(readFile(dir.native("large")), expected);
+}
+
 // Random operations against a vector walked with compare: the index, the
 // holes left by removal, the records kept as file bytes until needed and keys
 // changed through the references operator[] hands out (or through copies of

@@ -2,20 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "TestSupport.h"
 
-namespace store = Lumbrel::store;
 using Lumbrel::make_string;
 using Lumbrel::make_wstring;
-using Lumbrel::store::EncodedText;
 using Lumbrel::store::SettingsLayout;
 using Lumbrel::store::SettingsReader;
-using Lumbrel::store::SettingsWriter;
 using lumbrel_test::W;
 using Entries = std::vector<std::string>;
 
@@ -72,23 +68,6 @@ TEST(SettingsFormatTest, LinesAreSplitOnBytesBeforeDecoding) {
   const char withNul[] = "[S]\nk=a\0b\nx\0y=1\n\0z=2\n";  // a NUL ends its name or value
   EXPECT_EQ(parse(std::string(withNul, sizeof withNul - 1)), (Entries{"S|k|a", "S|x|1"}));
   EXPECT_EQ(parse("[Straße]\ngrüße=€\n"), Entries{"Straße|grüße|€"});
-}
-
-// The writer writes what a text means: a file's bytes decoded and encoded
-// again, a caller's units up to a null unit.
-TEST(SettingsFormatTest, WriterWritesMakeStringOfWhatTextsMean) {
-  EncodedText text;
-  const std::string file = "k\xC1\x81\xF0\x9F\x98\x80=v\xC3\n";
-  store::ByteBuffer bytes(file.size());
-  std::copy(file.begin(), file.end(), bytes.data());
-  text.adopt(std::move(bytes), file.size());
-  const EncodedText::Offset section = text.add({'N', 0x20AC, 0, 'x'});
-  unsigned char out[64];
-  SettingsWriter writer(out);
-  writer.header(text.name(section, 0));
-  const auto value = static_cast<EncodedText::Offset>(file.find('=') + 1);
-  writer.keyLine(text.key(0, value), text.value(value));
-  EXPECT_EQ(std::string(out, writer.end()), "[N\xE2\x82\xAC]\nkA\xEF\x98\x80=v?\n");
 }
 
 }  // namespace
