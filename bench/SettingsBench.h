@@ -43,8 +43,7 @@ inline std::string settingsName(const SettingsFamily& family, const char* operat
 }
 
 inline void countBytes(benchmark::State& state, std::size_t size) {
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                          static_cast<int64_t>(size));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(size));
 }
 
 inline std::string lowered(const std::string& text) { return corpus::lower(text); }
@@ -86,16 +85,15 @@ inline void openClose(benchmark::State& state, const SettingsFamily& family,
 
 // Open and close alone, and with the lookups.
 inline void registerLookups(const SettingsFamily& family, const char* impl, LookupRound round) {
-  const std::string leaf = std::string("lookups-") + family.corpus + "-" + impl + "." +
-                           family.extension;
+  const std::string leaf =
+      std::string("lookups-") + family.corpus + "-" + impl + "." + family.extension;
   benchmark::RegisterBenchmark(settingsName(family, "open_close", impl).c_str(),
                                [&family, leaf, round](benchmark::State& state) {
                                  openClose(state, family, leaf, round, false);
                                })
       ->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark(
-      settingsName(family, "open_close", impl,
-                   "_" + std::to_string(kSettingsLookups) + "_lookups")
+      settingsName(family, "open_close", impl, "_" + std::to_string(kSettingsLookups) + "_lookups")
           .c_str(),
       [&family, leaf, round](benchmark::State& state) {
         openClose(state, family, leaf, round, true);
@@ -111,8 +109,7 @@ template <bool kUnsorted, typename Rewrite>
 void rewriteRounds(benchmark::State& state, const SettingsFamily& family, const char* impl,
                    const Rewrite& rewrite) {
   const std::string& content = family.content().text;
-  const TempFile file(std::string("rewrite-") + family.corpus + "-" + impl + "." +
-                          family.extension,
+  const TempFile file(std::string("rewrite-") + family.corpus + "-" + impl + "." + family.extension,
                       content);
   for (auto _ : state) {
     if constexpr (kUnsorted) {
@@ -156,9 +153,8 @@ inline void registerPeakMemory(const SettingsFamily& family, const char* impl,
     static std::map<const SettingsFamily*, std::unique_ptr<TempFile>> files;
     auto& made = files[&family];
     if (!made)
-      made = std::make_unique<TempFile>(std::string("memory-") + family.corpus + "." +
-                                            family.extension,
-                                        family.content().text);
+      made = std::make_unique<TempFile>(
+          std::string("memory-") + family.corpus + "." + family.extension, family.content().text);
     return {made->native(), made->size()};
   };
   registerPeakMemory(settingsName(family, "peak_memory", impl), file, read);

@@ -50,20 +50,20 @@ namespace corpus {
 
 inline const std::vector<std::string>& words() {
   static const std::vector<std::string> list = {
-      "max",     "min",      "default", "enable",   "use",      "log",     "cache",   "retry",
-      "timeout", "buffer",   "user",    "file",     "font",     "color",   "window",  "path",
-      "port",    "host",     "name",    "level",    "size",     "count",   "delay",   "interval",
-      "mode",    "format",   "language", "theme",   "limit",    "threads", "backup",  "compress",
-      "encoding", "proxy",   "last",    "recent",   "auto",     "show",    "allow",   "history",
-      "queue",   "index",    "session", "token",    "width",    "height",  "offset",  "scale",
-      "quality", "policy",   "version", "channel",  "region",   "locale",  "zone",    "depth"};
+      "max",      "min",    "default",  "enable",  "use",    "log",     "cache",  "retry",
+      "timeout",  "buffer", "user",     "file",    "font",   "color",   "window", "path",
+      "port",     "host",   "name",     "level",   "size",   "count",   "delay",  "interval",
+      "mode",     "format", "language", "theme",   "limit",  "threads", "backup", "compress",
+      "encoding", "proxy",  "last",     "recent",  "auto",   "show",    "allow",  "history",
+      "queue",    "index",  "session",  "token",   "width",  "height",  "offset", "scale",
+      "quality",  "policy", "version",  "channel", "region", "locale",  "zone",   "depth"};
   return list;
 }
 
 inline const std::vector<std::string>& prose() {
   static const std::vector<std::string> list = {
-      "the",   "quick", "brown",  "fox",    "jumps", "over",   "lazy",  "dog",
-      "Hello", "world", "server", "client", "error", "notice", "daily", "report",
+      "the",   "quick",  "brown",  "fox",    "jumps", "over",   "lazy",  "dog",
+      "Hello", "world",  "server", "client", "error", "notice", "daily", "report",
       "North", "Europe", "backup", "window", "open",  "closed", "every", "night"};
   return list;
 }
@@ -71,9 +71,9 @@ inline const std::vector<std::string>& prose() {
 // Text in several scripts, as values carry it.
 inline const std::vector<std::string>& foreign() {
   static const std::vector<std::string> list = {
-      "Grüße aus München",  "Привет, мир",     "東京都渋谷区",       "naïve café crème",
-      "Ελληνικά γράμματα",  "zażółć gęślą jaźń", "日本語のテキスト", "Smörgåsbord för två",
-      "Добро пожаловать",   "señal débil",     "中文 设置 选项",     "emoji 😀 ok"};
+      "Grüße aus München", "Привет, мир",       "東京都渋谷区",     "naïve café crème",
+      "Ελληνικά γράμματα", "zażółć gęślą jaźń", "日本語のテキスト", "Smörgåsbord för två",
+      "Добро пожаловать",  "señal débil",       "中文 设置 选项",   "emoji 😀 ok"};
   return list;
 }
 
@@ -121,26 +121,29 @@ std::string value(Random& random, bool flat) {
     }
     case 4: {
       std::string path = "/" + pick(random, {"var", "usr/local", "opt", "home/alice", "srv"});
-      for (int i = 1 + static_cast<int>(random() % 3); i > 0; --i) path += "/" + pick(random, words());
+      for (int i = 1 + static_cast<int>(random() % 3); i > 0; --i)
+        path += "/" + pick(random, words());
       return path + "/" + pick(random, words()) + "-" + std::to_string(random() % 100) + ".dat";
     }
     case 5:
-      if (flat) return "../data/" + pick(random, words()) + "/icon_" + std::to_string(random() % 64) + ".png";
+      if (flat)
+        return "../data/" + pick(random, words()) + "/icon_" + std::to_string(random() % 64) +
+               ".png";
       return "C:\\Program Files\\" + pick(random, {"Vendor", "Tools", "Lumen"}) + "\\" +
              pick(random, words()) + "\\bin\\" + pick(random, words()) + ".exe";
     case 6:
       return "https://" + pick(random, {"example.com", "intranet.local", "cdn.example.org"}) + "/" +
-             pick(random, words()) + "/v" + std::to_string(random() % 4) + "?id=" +
-             std::to_string(random() % 10000);
+             pick(random, words()) + "/v" + std::to_string(random() % 4) +
+             "?id=" + std::to_string(random() % 10000);
     case 7:
     case 8:
       return pick(random, foreign());
     case 9:
       return pick(random, prose()) + ", " + pick(random, prose()) + ", " + pick(random, prose());
     case 10:
-      return "2023-" + std::to_string(10 + random() % 3) + "-" + std::to_string(10 + random() % 18) +
-             "T" + std::to_string(10 + random() % 14) + ":" + std::to_string(10 + random() % 50) +
-             ":00Z";
+      return "2023-" + std::to_string(10 + random() % 3) + "-" +
+             std::to_string(10 + random() % 18) + "T" + std::to_string(10 + random() % 14) + ":" +
+             std::to_string(10 + random() % 50) + ":00Z";
     default:
       return random() % 3 == 0 ? std::string() : "#" + std::to_string(100000 + random() % 900000);
   }
@@ -221,8 +224,7 @@ inline SettingsCorpus realisticProperties(std::size_t bytes) {
   std::set<std::string> taken;
   while (out.text.size() < bytes) {
     const std::string group = corpus::pick(random, corpus::words()) + "." +
-                              corpus::compoundName(random) + "." +
-                              std::to_string(random() % 1000);
+                              corpus::compoundName(random) + "." + std::to_string(random() % 1000);
     if (random() % 3 == 0) out.text += "# " + corpus::comment(random).substr(2) + "\n";
     for (int k = 1 + static_cast<int>(random() % 20); k > 0; --k)
       corpus::addKey(random, out, "", group + "." + corpus::compoundName(random), taken, true);

@@ -45,8 +45,8 @@ const bench::SettingsCorpus& regular() {
       const std::string key = "program.setting." + std::to_string(i);
       const std::string value = "value number " + std::to_string(i * 7);
       out.text += key + "=" + value + "\n";
-      out.keys.push_back(Lookup{{}, key, key, value, {}, Lumbrel::make_wstring(key),
-                                Lumbrel::make_wstring(value)});
+      out.keys.push_back(Lookup{
+          {}, key, key, value, {}, Lumbrel::make_wstring(key), Lumbrel::make_wstring(value)});
     }
     return out;
   }();
@@ -64,7 +64,8 @@ const bench::SettingsCorpus& realistic30() {
 }
 
 constexpr bench::SettingsFamily kRegular{"properties", "4MB", "properties", regular};
-constexpr bench::SettingsFamily kRealistic3{"properties", "realistic_3MB", "properties", realistic3};
+constexpr bench::SettingsFamily kRealistic3{"properties", "realistic_3MB", "properties",
+                                            realistic3};
 constexpr bench::SettingsFamily kRealistic30{"properties", "realistic_30MB", "properties",
                                              realistic30};
 

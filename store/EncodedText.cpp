@@ -143,8 +143,10 @@ void EncodedText::adopt(ByteBuffer bytes, std::size_t size) {
 EncodedText::Offset EncodedText::add(const wstring& text) {
   const std::size_t at = own_.size();
   std::size_t bytes = 0;
-  for (const unsigned short unit : text) bytes += unit == 0 ? 2 : unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
-  if (fileSize_ + at + kLength + bytes > kMaxOffset) throw std::length_error("settings text too large");
+  for (const unsigned short unit : text)
+    bytes += unit == 0 ? 2 : unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+  if (fileSize_ + at + kLength + bytes > kMaxOffset)
+    throw std::length_error("settings text too large");
   own_.resize(at + kLength + bytes);
   unsigned char* out = own_.data() + at;
   for (int shift = 0; shift < 32; shift += 8) *out++ = static_cast<unsigned char>(bytes >> shift);

@@ -121,7 +121,8 @@ class EncodedText {
 
   std::size_t lengthAt(std::size_t at) const {
     return static_cast<std::size_t>(own_[at]) | static_cast<std::size_t>(own_[at + 1]) << 8 |
-           static_cast<std::size_t>(own_[at + 2]) << 16 | static_cast<std::size_t>(own_[at + 3]) << 24;
+           static_cast<std::size_t>(own_[at + 2]) << 16 |
+           static_cast<std::size_t>(own_[at + 3]) << 24;
   }
   Span own(Offset offset) const;
 

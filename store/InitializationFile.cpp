@@ -218,10 +218,14 @@ void InitializationFile::Model::sortEntries(bool hashing) {
       i = end;
     }
     for (std::uint32_t s = 0; s < sections.size(); ++s) {
-      if (used[s]) names.push_back(Keyed{EncodedText::sortKey(text.name(sections[s].name, sections[s].length)), s});
+      if (used[s])
+        names.push_back(
+            Keyed{EncodedText::sortKey(text.name(sections[s].name, sections[s].length)), s});
     }
   }
-  const auto nameOf = [this](std::uint32_t s) { return text.name(sections[s].name, sections[s].length); };
+  const auto nameOf = [this](std::uint32_t s) {
+    return text.name(sections[s].name, sections[s].length);
+  };
   sortKeyed(names.begin(), names.end(), nameOf);
   std::uint32_t ranks = 0;
   for (std::size_t n = 0; n < names.size(); ++n) {
@@ -256,10 +260,11 @@ void InitializationFile::Model::sortEntries(bool hashing) {
       for (std::uint32_t p = run.begin; p < run.end; ++p)
         keys.push_back(Keyed{EncodedText::sortKey(keyOf(entries[p])), p});
     }
-    const bool inOrder = std::is_sorted(keys.begin(), keys.end(), [&](const Keyed& a, const Keyed& b) {
-      if (!(a.key == b.key)) return a.key < b.key;
-      return !a.key.complete() && EncodedText::compare(keyAt(a.item), keyAt(b.item)) < 0;
-    });
+    const bool inOrder =
+        std::is_sorted(keys.begin(), keys.end(), [&](const Keyed& a, const Keyed& b) {
+          if (!(a.key == b.key)) return a.key < b.key;
+          return !a.key.complete() && EncodedText::compare(keyAt(a.item), keyAt(b.item)) < 0;
+        });
     if (!inOrder) sortKeyed(keys.begin(), keys.end(), keyAt);
     // The names of one rank compare equal, so they hash alike.
     const std::uint64_t seed = hashing ? seedOf(entries[keys.front().item]) : 0;
@@ -385,7 +390,8 @@ void InitializationFile::Model::compose(store::FileImage& image) {
     if (headerAt(i)) writer.header(sectionOf(entries[i]));
     writer.keyLine(keyOf(entries[i]), valueOf(entries[i]));
   }
-  bytes.resize(static_cast<std::size_t>(writer.end() - reinterpret_cast<unsigned char*>(&bytes[0])));
+  bytes.resize(
+      static_cast<std::size_t>(writer.end() - reinterpret_cast<unsigned char*>(&bytes[0])));
   image.take(std::move(bytes));
 }
 

@@ -36,7 +36,8 @@ class PropertyFile::Model : public store::StoreModel {
       try {
         std::vector<std::uint32_t> hashes;
         hashes.reserve(entries.size());
-        for (const Entry& entry : entries) hashes.push_back(static_cast<std::uint32_t>(hashOf(entry)));
+        for (const Entry& entry : entries)
+          hashes.push_back(static_cast<std::uint32_t>(hashOf(entry)));
         index.assign(hashes);
         indexed = true;
       } catch (...) {
@@ -111,7 +112,8 @@ class PropertyFile::Model : public store::StoreModel {
     string bytes(bound, '\0');
     store::SettingsWriter writer(reinterpret_cast<unsigned char*>(&bytes[0]));
     for (const Entry& entry : entries) writer.keyLine(keyOf(entry), valueOf(entry));
-    bytes.resize(static_cast<std::size_t>(writer.end() - reinterpret_cast<unsigned char*>(&bytes[0])));
+    bytes.resize(
+        static_cast<std::size_t>(writer.end() - reinterpret_cast<unsigned char*>(&bytes[0])));
     image.take(std::move(bytes));
   }
 

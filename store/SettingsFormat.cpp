@@ -51,7 +51,8 @@ bool SettingsReader::next() {
       while (name != end && *name == '[') ++name;
       // A name of brackets only keeps them all.
       if (name != end) begin = name;
-      section_ = Range{static_cast<std::size_t>(begin - data_), static_cast<std::size_t>(end - data_)};
+      section_ =
+          Range{static_cast<std::size_t>(begin - data_), static_cast<std::size_t>(end - data_)};
       sectionEmpty_ = emptyText(section_);
       ++headers_;
       continue;

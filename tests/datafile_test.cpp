@@ -135,7 +135,8 @@ TEST_F(DataFileTest, LargeFilesKeepEveryRecordWhateverIsBuiltOrRemoved) {
   file.open(RW);
   ASSERT_EQ(file.size(), keys.size());
   const Record& early = file[2];
-  for (unsigned long i = 1; i < file.size(); i += 2) ASSERT_EQ(file[i].getKey(), W(keys[i].c_str()));
+  for (unsigned long i = 1; i < file.size(); i += 2)
+    ASSERT_EQ(file[i].getKey(), W(keys[i].c_str()));
   for (std::size_t i = 0; i < keys.size(); i += 5) file.remove(Record(W(keys[i].c_str()), {}));
   EXPECT_EQ(early.getKey(), W(keys[2].c_str()));
   EXPECT_EQ(early.getData(), Bytes(40, 'c'));

@@ -53,7 +53,8 @@ TEST(EncodedTextTest, MeansCompareHashAndSortAsTheUnitsOfMakeWstring) {
   std::vector<wstring> meanings;
   std::size_t at = 0;
   for (std::size_t i = 0; i < texts.size(); ++i) {
-    const EncodedText::Span span = store.name(static_cast<EncodedText::Offset>(at), texts[i].size());
+    const EncodedText::Span span =
+        store.name(static_cast<EncodedText::Offset>(at), texts[i].size());
     const EncodedText::Span mine = store.name(own[i], 0);
     const wstring meaning = make_wstring(texts[i]);
     ASSERT_EQ(EncodedText::decode(span), meaning) << i;
@@ -64,7 +65,8 @@ TEST(EncodedTextTest, MeansCompareHashAndSortAsTheUnitsOfMakeWstring) {
     ASSERT_EQ(hashOf(mine), FoldedHash::of(meaning)) << i;
     std::vector<unsigned char> out(texts[i].size());
     const unsigned char* end = EncodedText::encode(span, out.data());
-    ASSERT_EQ(std::string(out.begin(), out.begin() + (end - out.data())), make_string(meaning)) << i;
+    ASSERT_EQ(std::string(out.begin(), out.begin() + (end - out.data())), make_string(meaning))
+        << i;
     spans.push_back(span);
     meanings.push_back(meaning);
     at += texts[i].size() + 1;

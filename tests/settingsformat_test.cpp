@@ -26,7 +26,8 @@ Entries parse(const std::string& bytes, SettingsLayout layout = SettingsLayout::
   Entries entries;
   SettingsReader reader(bytes.data(), bytes.size(), layout);
   while (reader.next())
-    entries.push_back(text(reader.section()) + '|' + text(reader.key()) + '|' + text(reader.value()));
+    entries.push_back(text(reader.section()) + '|' + text(reader.key()) + '|' +
+                      text(reader.value()));
   return entries;
 }
 
