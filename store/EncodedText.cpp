@@ -214,8 +214,25 @@ bool EncodedText::empty(const Span& text) {
 }
 
 long EncodedText::compare(const Span& a, const Span& b) {
-  UnitReader x(a);
-  UnitReader y(b);
+  const unsigned char* p = a.begin;
+  const unsigned char* q = b.begin;
+  while (a.end - p >= 8 && b.end - q >= 8) {
+    const std::uint64_t x = load8(p);
+    const std::uint64_t y = load8(q);
+    if (!plainAscii(x) || !plainAscii(y)) break;
+    const std::uint64_t difference = foldAscii(x) ^ foldAscii(y);
+    if (difference != 0) {
+      // The first byte that differs decides.
+      int shift = 0;
+      while ((difference >> shift & 0xFF) == 0) shift += 8;
+      return static_cast<long>(foldAscii(x) >> shift & 0xFF) -
+             static_cast<long>(foldAscii(y) >> shift & 0xFF);
+    }
+    p += 8;
+    q += 8;
+  }
+  UnitReader x(Span{p, a.end, a.own});
+  UnitReader y(Span{q, b.end, b.own});
   for (;;) {
     const long u = FoldedHash::fold(nextOfName(x));
     const long v = FoldedHash::fold(nextOfName(y));
