@@ -83,9 +83,22 @@ std::uint64_t load8(const unsigned char* p) {
          std::uint64_t{p[6]} << 48 | std::uint64_t{p[7]} << 56;
 }
 
-// True when none of the eight bytes is null or 0x80 and above.
-bool plainAscii(std::uint64_t word) {
-  const std::uint64_t nulls = (word - kOnes) & ~word & kHighs;
+// The next at most eight bytes of a text, from `at` on, as a word with
+// zeros past the text's end; false when one of them is null or 0x80 and
+// above. A word is read whole where the buffer holds eight bytes from `at`,
+// whatever lies behind the text.
+bool plainWord(const EncodedText::Span& text, const unsigned char* at, std::uint64_t& word) {
+  const auto left = static_cast<std::size_t>(text.end - at);
+  if (left >= 8) {
+    word = load8(at);
+  } else if (text.readable - at >= 8) {
+    word = load8(at) & ((std::uint64_t{1} << (8 * left)) - 1);
+  } else {
+    word = 0;
+    for (std::size_t i = left; i-- > 0;) word = word << 8 | at[i];
+  }
+  const std::uint64_t bytes = left >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * left)) - 1;
+  const std::uint64_t nulls = (word - kOnes) & ~word & kHighs & bytes;
   return ((word & kHighs) | nulls) == 0;
 }
 
@@ -168,15 +181,15 @@ void EncodedText::release(Offset offset) {
 EncodedText::Span EncodedText::own(Offset offset) const {
   const std::size_t at = offset - fileSize_;
   const unsigned char* begin = own_.data() + at + kLength;
-  return Span{begin, begin + lengthAt(at), true};
+  return Span{begin, begin + lengthAt(at), true, own_.data() + own_.size()};
 }
 
 EncodedText::Span EncodedText::key(Offset offset, Offset value) const {
   if (offset >= fileSize_) return own(offset);
   const unsigned char* begin = file_.data() + offset;
-  if (value < fileSize_) return Span{begin, file_.data() + value - 1, false};
+  if (value < fileSize_) return Span{begin, file_.data() + value - 1, false, fileEnd()};
   const void* equals = std::memchr(begin, '=', fileSize_ - offset);
-  return Span{begin, static_cast<const unsigned char*>(equals), false};
+  return Span{begin, static_cast<const unsigned char*>(equals), false, fileEnd()};
 }
 
 EncodedText::Span EncodedText::value(Offset offset) const {
@@ -188,12 +201,12 @@ EncodedText::Span EncodedText::value(Offset offset) const {
   // The line's blanks at its end are no part of it; the `=` in front of the
   // value is not a blank, so this stops at the value's start at the latest.
   while (end != begin && isBlank(end[-1])) --end;
-  return Span{begin, end, false};
+  return Span{begin, end, false, fileEnd()};
 }
 
 EncodedText::Span EncodedText::name(Offset offset, std::size_t length) const {
   if (offset >= fileSize_) return own(offset);
-  return Span{file_.data() + offset, file_.data() + offset + length, false};
+  return Span{file_.data() + offset, file_.data() + offset + length, false, fileEnd()};
 }
 
 wstring EncodedText::decode(const Span& text) {
@@ -216,23 +229,24 @@ bool EncodedText::empty(const Span& text) {
 long EncodedText::compare(const Span& a, const Span& b) {
   const unsigned char* p = a.begin;
   const unsigned char* q = b.begin;
-  while (a.end - p >= 8 && b.end - q >= 8) {
-    const std::uint64_t x = load8(p);
-    const std::uint64_t y = load8(q);
-    if (!plainAscii(x) || !plainAscii(y)) break;
-    const std::uint64_t difference = foldAscii(x) ^ foldAscii(y);
-    if (difference != 0) {
-      // The first byte that differs decides.
+  std::uint64_t first = 0;
+  std::uint64_t second = 0;
+  while (plainWord(a, p, first) && plainWord(b, q, second)) {
+    first = foldAscii(first);
+    second = foldAscii(second);
+    if (first != second) {
+      // The first byte that differs decides; past a text's end it is 0.
       int shift = 0;
-      while ((difference >> shift & 0xFF) == 0) shift += 8;
-      return static_cast<long>(foldAscii(x) >> shift & 0xFF) -
-             static_cast<long>(foldAscii(y) >> shift & 0xFF);
+      while (((first ^ second) >> shift & 0xFF) == 0) shift += 8;
+      return static_cast<long>(first >> shift & 0xFF) - static_cast<long>(second >> shift & 0xFF);
     }
+    // Equal words that end either text end both.
+    if (a.end - p < 8) return 0;
     p += 8;
     q += 8;
   }
-  UnitReader x(Span{p, a.end, a.own});
-  UnitReader y(Span{q, b.end, b.own});
+  UnitReader x(Span{p, a.end, a.own, a.readable});
+  UnitReader y(Span{q, b.end, b.own, b.readable});
   for (;;) {
     const long u = FoldedHash::fold(nextOfName(x));
     const long v = FoldedHash::fold(nextOfName(y));
@@ -263,26 +277,26 @@ bool EncodedText::same(const Span& a, const wstring& b) {
 
 void EncodedText::hash(const Span& text, FoldedHash& hash) {
   const unsigned char* at = text.begin;
-  if (hash.aligned()) {
-    for (; text.end - at >= 8; at += 8) {
-      const std::uint64_t word = load8(at);
-      if (!plainAscii(word)) break;
-      const std::uint64_t folded = foldAscii(word);
+  std::uint64_t word = 0;
+  while (hash.aligned() && at != text.end && plainWord(text, at, word)) {
+    const std::uint64_t folded = foldAscii(word);
+    if (text.end - at >= 8) {
       hash.addFour(units4(folded, 0));
       hash.addFour(units4(folded, 4));
+      at += 8;
+    } else {
+      for (; at != text.end; ++at, word >>= 8) hash.add(static_cast<unsigned short>(word & 0xFF));
     }
   }
-  UnitReader reader(Span{at, text.end, text.own});
+  UnitReader reader(Span{at, text.end, text.own, text.readable});
   for (unsigned short unit; (unit = nextOfName(reader)) != 0;) hash.add(unit);
 }
 
 EncodedText::SortKey EncodedText::sortKey(const Span& text) {
-  if (text.end - text.begin >= 8) {
-    const std::uint64_t word = load8(text.begin);
-    if (plainAscii(word)) {
-      const std::uint64_t folded = foldAscii(word);
-      return SortKey{units4(folded, 0), units4(folded, 4)};
-    }
+  std::uint64_t word = 0;
+  if (plainWord(text, text.begin, word)) {
+    const std::uint64_t folded = foldAscii(word);
+    return SortKey{units4(folded, 0), units4(folded, 4)};
   }
   UnitReader reader(text);
   std::uint64_t units[2] = {0, 0};

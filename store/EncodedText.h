@@ -44,6 +44,9 @@ class EncodedText {
     const unsigned char* begin;
     const unsigned char* end;
     bool own;  // the caller's text, else the file's
+    // The end of the buffer the text lies in: the bytes up to it may be
+    // read (a word at a time), though only those up to `end` count.
+    const unsigned char* readable = end;
   };
 
   // The first eight folded units of a text, in the order compare() puts
@@ -125,6 +128,7 @@ class EncodedText {
            static_cast<std::size_t>(own_[at + 3]) << 24;
   }
   Span own(Offset offset) const;
+  const unsigned char* fileEnd() const { return file_.data() + file_.size(); }
 
   ByteBuffer file_;
   std::size_t fileSize_ = 0;

@@ -27,11 +27,12 @@ std::uint64_t hashOf(const EncodedText::Span& span) {
   return hash.value();
 }
 
-// Every text of up to two bytes from bytes that lead forms, end them early or
-// fold, behind ASCII prefixes that end on either side of eight bytes. Held
-// both as a file's text and as the caller's text of the same units.
+// Every text of up to two bytes from bytes that lead forms, end them early,
+// fold or sort below the newline behind them, after ASCII prefixes that end
+// on either side of eight bytes. Held both as a file's text and as the
+// caller's text of the same units.
 TEST(EncodedTextTest, MeansCompareHashAndSortAsTheUnitsOfMakeWstring) {
-  const std::string alphabet("aZ_\0\x80\xBF\xC3\xC0\xE2\xF0\xF8\xFC", 12);
+  const std::string alphabet("aAZ_\1\0\x80\xBF\xC3\xC0\xE2\xF0\xF8\xFC", 14);
   std::vector<std::string> texts;
   for (const std::string prefix : {"", "Abcdefg", "ABCDEFGH"}) {
     texts.push_back(prefix);
@@ -73,7 +74,7 @@ TEST(EncodedTextTest, MeansCompareHashAndSortAsTheUnitsOfMakeWstring) {
   }
   for (std::size_t i = 0; i < spans.size(); ++i) {
     const EncodedText::SortKey key = EncodedText::sortKey(spans[i]);
-    for (std::size_t j = 0; j < spans.size(); j += 7) {
+    for (std::size_t j = 0; j < spans.size(); ++j) {
       const long order = sign(compare(meanings[i], meanings[j]));
       ASSERT_EQ(sign(EncodedText::compare(spans[i], spans[j])), order) << i << ' ' << j;
       const EncodedText::SortKey other = EncodedText::sortKey(spans[j]);
