@@ -43,22 +43,28 @@ struct RecordView {
 // The key units of an encoded key.
 wstring decodeKey(const unsigned char* key, std::size_t keyBytes);
 
-// True when Record's key rule would store these encoded units unchanged (no
-// blank to trim, no null unit, not empty), so that the record's encoded form
-// is exactly these bytes.
-inline bool isPlainKey(const unsigned char* key, std::size_t keyBytes) {
+// The units of an encoded key in front of its first null unit.
+inline std::size_t unitsBeforeNull(const unsigned char* key, std::size_t keyBytes) {
   const std::size_t units = keyBytes / 2;
-  if (units == 0) return false;
+  std::size_t unit = 0;
   // Four units at a time: a null unit is a 16-bit lane of zeros, whichever
   // order the bytes of a lane are read in.
-  std::size_t unit = 0;
   for (; unit + 4 <= units; unit += 4) {
     std::uint64_t lanes;
     std::memcpy(&lanes, key + 2 * unit, sizeof lanes);
-    if (((lanes - 0x0001000100010001ULL) & ~lanes & 0x8000800080008000ULL) != 0) return false;
+    if (((lanes - 0x0001000100010001ULL) & ~lanes & 0x8000800080008000ULL) != 0) break;
   }
-  for (; unit < units; ++unit)
-    if ((key[2 * unit] | key[2 * unit + 1]) == 0) return false;
+  while (unit < units && (key[2 * unit] | key[2 * unit + 1]) != 0) ++unit;
+  return unit;
+}
+
+// True when Record's key rule keeps these encoded units as they are: no
+// blank to trim at either end (or blanks alone), and something in front of
+// the first null unit. A null unit further on is kept too; the key is
+// written and compared only up to it.
+inline bool keptAsRead(const unsigned char* key, std::size_t keyBytes) {
+  const std::size_t units = keyBytes / 2;
+  if (units == 0 || (key[0] | key[1]) == 0) return false;
   auto blank = [key](std::size_t i) {
     if (key[2 * i] != 0) return false;
     const unsigned char low = key[2 * i + 1];

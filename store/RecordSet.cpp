@@ -97,7 +97,7 @@ void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t t
     // Room for as many records of the first one's size as the file holds,
     // though for no more than one every 16 bytes.
     if (slots.empty()) slots.reserve(total / std::max<std::size_t>(record, 16) + 1);
-    if (isPlainKey(bytes + at + kLength, keyBytes)) {
+    if (keptAsRead(bytes + at + kLength, keyBytes)) {
       slots.push_back(Slot{at} << 1 | 1);
       ++taken;
     } else {
@@ -119,7 +119,7 @@ void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t t
     // hold the processor up.
     while (size - at >= record && lengthField(bytes + at) == keyBytes &&
            lengthField(bytes + at + kLength + keyBytes) == dataBytes &&
-           isPlainKey(bytes + at + kLength, keyBytes)) {
+           keptAsRead(bytes + at + kLength, keyBytes)) {
       slots.push_back(Slot{at} << 1 | 1);
       ++taken;
       at += record;
@@ -187,14 +187,31 @@ void RecordSet::keyChanged(const DataFile::Record& record) {
 }
 
 void RecordSet::compose(FileImage& image) {
-  std::size_t own = 0;
-  for (const Slot slot : slots)
-    if (slot != 0 && !isEncoded(slot)) own += encodedSize(*recordOf(slot));
-  image.reserve(own);
+  // Built records are encoded anew, and so is a record whose key holds a
+  // null unit (written up to it); the rest go back as the bytes they were
+  // read from.
+  if (built != 0) {
+    std::size_t own = 0;
+    for (const Slot slot : slots)
+      if (slot != 0 && !isEncoded(slot)) own += encodedSize(*recordOf(slot));
+    image.reserve(own);
+  }
   for (const Slot slot : slots) {
     if (isEncoded(slot)) {
-      const RecordView view = viewAt(loaded, offsetOf(slot));
-      image.refer(loaded.data() + view.offset, view.size);
+      // Read whole when it was taken, so its lengths need no check.
+      const unsigned char* record = loaded.data() + offsetOf(slot);
+      const std::size_t keyBytes = lengthField(record);
+      const std::size_t size = 8 + keyBytes + lengthField(record + 4 + keyBytes);
+      const std::size_t units = unitsBeforeNull(record + 4, keyBytes);
+      if (2 * units == keyBytes) {
+        image.refer(record, size);
+      } else {
+        const RecordView view = viewAt(loaded, offsetOf(slot));
+        const DataFile::Record cut(
+            decodeKey(view.key, 2 * units),
+            std::vector<unsigned char>(view.data, view.data + view.dataBytes));
+        encodeRecord(cut, image.extend(encodedSize(cut)));
+      }
     } else if (slot != 0) {
       encodeRecord(*recordOf(slot), image.extend(encodedSize(*recordOf(slot))));
     }
@@ -204,23 +221,25 @@ void RecordSet::compose(FileImage& image) {
 std::uint64_t RecordSet::hashOf(Slot slot) const {
   if (!isEncoded(slot)) return FoldedHash::of(recordOf(slot)->key);
   const RecordView view = viewAt(loaded, offsetOf(slot));
-  // An encoded key holds no null unit.
   FoldedHash hash;
-  for (std::size_t i = 0; i < view.keyBytes / 2; ++i) hash.add(unitAt(view.key, i));
+  for (std::size_t i = 0; i < view.keyBytes / 2 && unitAt(view.key, i) != 0; ++i)
+    hash.add(unitAt(view.key, i));
   return hash.value();
 }
 
 bool RecordSet::keyEquals(Slot slot, const wstring& key) const {
   if (!isEncoded(slot)) return compare(recordOf(slot)->key, key) == 0;
-  // An encoded key holds no null unit; compare stops at `key`'s first one.
+  // As compare: up to the first null unit of either key.
   const RecordView view = viewAt(loaded, offsetOf(slot));
   const std::size_t units = view.keyBytes / 2;
   const unsigned short* other = key.c_str();
-  for (std::size_t i = 0; i < units; ++i) {
-    if (other[i] == 0 || FoldedHash::fold(other[i]) != FoldedHash::fold(unitAt(view.key, i)))
-      return false;
+  std::size_t i = 0;
+  for (; i < units; ++i) {
+    const unsigned short unit = unitAt(view.key, i);
+    if (unit == 0) break;
+    if (other[i] == 0 || FoldedHash::fold(other[i]) != FoldedHash::fold(unit)) return false;
   }
-  return other[units] == 0;
+  return other[i] == 0;
 }
 
 DataFile::Record& RecordSet::build(std::size_t position) {
