@@ -60,7 +60,8 @@ class StoreModel {
   // Drops the whole content.
   virtual void clear() = 0;
   // While the file is read, after each block: the bytes that have arrived
-  // so far, in the buffer that load() is then given, where they stay. A
+  // so far, in the buffer that load() is then given (it grows once, after
+  // the first block, so a model keeps offsets into it, not addresses). A
   // model may begin on them while they are still in the processor's caches,
   // and load() go on from there. If the read raises (memory, or arriving()
   // itself), load() is not called and the model is cleared.
