@@ -13,13 +13,13 @@
 //   encodes them, but a null unit as the two bytes C0 80, so that no unit is
 //   lost (getValue gives back the whole value, nulls included), behind a
 //   32-bit length.
-// A text is read eight bytes at a time while they are ASCII, unit by unit
-// otherwise.
 // Both are one offset space: the file's bytes first, the caller's behind
-// them. Offsets are 32 bits, so the text of one model stays below 4 GiB.
+// them. Offsets are 32 bits, so the text of one model stays below 4 GiB (a
+// larger file fails to load with std::length_error).
 //
-// Comparing and hashing decode on the fly, unit by unit, as compare() sees
-// the units: case folded, up to the first null unit.
+// Comparing, hashing and sorting decode on the fly, as compare() sees the
+// units: case folded, up to the first null unit; eight bytes at a time
+// while they are ASCII, unit by unit otherwise.
 #ifndef LUMBREL_STORE_ENCODED_TEXT_H
 #define LUMBREL_STORE_ENCODED_TEXT_H
 
