@@ -86,14 +86,9 @@ class LUMBREL_API File : public std::basic_fstream<char> {
   // Opens the file by the mode word; raises runtime_error "failed to open file.".
   // LogFile hides it with an open(unsigned int) of its own on purpose; g++
   // reports that hiding here, at the hidden function.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Woverloaded-virtual"
-#endif
+  LUMBREL_HIDING_BEGIN
   virtual void open(unsigned long mode);
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
+  LUMBREL_HIDING_END
   // Closes the file and sets the mode word to 0; raises runtime_error "failed
   // to close file." when it stays open. On a closed file only sets failbit.
   virtual void close();
