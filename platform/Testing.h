@@ -1,0 +1,62 @@
+// What the tests need to see of the system and the library never asks: the
+// end of a thread, which modules are loaded, the time zone, the running
+// program's file, other programs run to their end and copies of the process.
+// Built into a library of its own that only the tests link; each platform's
+// folder has its part in testing/, beside Timeval.h, which gives the tests
+// the complete ::timeval.
+#ifndef LUMBREL_PLATFORM_TESTING_H
+#define LUMBREL_PLATFORM_TESTING_H
+
+#include <string>
+#include <vector>
+
+namespace Lumbrel {
+namespace platform {
+
+// True while the thread with the id `id` of this process is blocked in a
+// wait: a sleep, or a wait of an event, a lock or a join. (On Windows it is
+// defined beside the library's waits, which keep count of their threads.)
+bool threadIsBlocked(unsigned long id);
+// True once no thread with the id `id` runs in this process.
+bool threadHasEnded(unsigned long id);
+
+// True while the library at the native path `path` is loaded in this process.
+bool moduleIsLoaded(const std::string& path);
+
+// A library that every program of the platform can load by its bare name, and
+// a function that it exports.
+struct SystemLibrary {
+  const char* name;
+  const char* function;
+};
+SystemLibrary systemLibrary();
+
+// True where a stream opened without the binary flag turns "\n" into the
+// platform's line end and back (Windows: CR LF).
+bool textModeTranslatesLineEnds();
+
+// Sets the time-zone rules of the environment (TZ), for the next conversion.
+void setTimeZone(const char* rules);
+
+// The native path of the running program's file; empty on failure.
+std::string executableFile();
+
+// Runs `program` (a native path) with `arguments` in the folder `directory`,
+// reading its standard input from the file `input` and writing its standard
+// output and error to the files `output` and `errors` (native paths, the
+// latter two made or emptied). Its exit status; -1 when it cannot be run.
+int runProgram(const std::string& program, const std::vector<std::string>& arguments,
+               const std::string& directory, const std::string& input, const std::string& output,
+               const std::string& errors);
+
+// What runInCopy gives where the platform cannot copy a running process.
+constexpr int kNoCopies = -1000;
+// Runs body(context) in a copy of this process (fork), which ends with the
+// body's result as its exit status; that status, -1 when the copy ends
+// otherwise, or kNoCopies.
+int runInCopy(int (*body)(void* context), void* context);
+
+}  // namespace platform
+}  // namespace Lumbrel
+
+#endif  // LUMBREL_PLATFORM_TESTING_H
