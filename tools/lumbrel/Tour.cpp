@@ -42,7 +42,10 @@ void showText(const std::string& label, const wstring& name) {
   const std::string bytes = contentOf(name);
   std::cout << "   " << label << " after close (" << bytes.size() << " bytes):\n";
   std::istringstream lines(bytes);
-  for (std::string line; std::getline(lines, line);) std::cout << "     | " << line << '\n';
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();  // Windows' text line end
+    std::cout << "     | " << line << '\n';
+  }
 }
 
 void showHex(const std::string& label, const wstring& name) {
