@@ -1,6 +1,6 @@
 // What the tests need to see of the system and the library never asks: the
-// end of a thread, which modules are loaded, the time zone, the running
-// program's file, other programs run to their end and copies of the process.
+// state of a thread, which modules are loaded, the time zone, the running
+// program's file and copies of the process. (Other programs: Process.h.)
 // Built into a library of its own that only the tests link; each platform's
 // folder has its part in testing/, beside Timeval.h, which gives the tests
 // the complete ::timeval.
@@ -8,7 +8,6 @@
 #define LUMBREL_PLATFORM_TESTING_H
 
 #include <string>
-#include <vector>
 
 namespace Lumbrel {
 namespace platform {
@@ -40,14 +39,6 @@ void setTimeZone(const char* rules);
 
 // The native path of the running program's file; empty on failure.
 std::string executableFile();
-
-// Runs `program` (a native path) with `arguments` in the folder `directory`,
-// reading its standard input from the file `input` and writing its standard
-// output and error to the files `output` and `errors` (native paths, the
-// latter two made or emptied). Its exit status; -1 when it cannot be run.
-int runProgram(const std::string& program, const std::vector<std::string>& arguments,
-               const std::string& directory, const std::string& input, const std::string& output,
-               const std::string& errors);
 
 // What runInCopy gives where the platform cannot copy a running process.
 constexpr int kNoCopies = -1000;

@@ -6,8 +6,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 #include <system_error>
 
@@ -94,7 +94,9 @@ inline std::string textBytes(const std::string& text) {
 
 inline std::string readFile(const std::string& native) {
   std::ifstream in(nativePath(native), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  std::ostringstream bytes;
+  if (in.peek() != std::ifstream::traits_type::eof()) bytes << in.rdbuf();
+  return bytes.str();
 }
 
 inline void writeFile(const std::string& native, const std::string& bytes) {

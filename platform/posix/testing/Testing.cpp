@@ -1,5 +1,4 @@
-// The tests' view of a Linux system: /proc, the environment, fork and exec.
-#include <fcntl.h>
+// The tests' view of a Linux system: /proc, the environment and fork.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,17 +27,6 @@ int statusOf(pid_t child) {
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
-
-// In a forked child: makes `path` the descriptor `target`, or ends the child.
-void redirect(const std::string& path, int flags, int target) {
-  const int fd = ::open(path.c_str(), flags, 0644);
-  if (fd < 0 || ::dup2(fd, target) < 0) ::_exit(127);
-  ::close(fd);
-}
-
-}  // namespace
-
-namespace {
 
 // The kernel's line on a thread of this process; empty once it has ended.
 std::string taskStatus(unsigned long id) {
@@ -78,26 +66,6 @@ std::string executableFile() {
   if (n <= 0 || static_cast<std::size_t>(n) >= path.size()) return std::string();
   path.resize(static_cast<std::size_t>(n));
   return path;
-}
-
-int runProgram(const std::string& program, const std::vector<std::string>& arguments,
-               const std::string& directory, const std::string& input, const std::string& output,
-               const std::string& errors) {
-  std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(program.c_str()));
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-  argv.push_back(nullptr);
-  const pid_t child = ::fork();
-  if (child < 0) return -1;
-  if (child == 0) {
-    if (::chdir(directory.c_str()) != 0) ::_exit(127);
-    redirect(input, O_RDONLY, 0);
-    redirect(output, O_WRONLY | O_CREAT | O_TRUNC, 1);
-    redirect(errors, O_WRONLY | O_CREAT | O_TRUNC, 2);
-    ::execv(program.c_str(), argv.data());
-    ::_exit(127);
-  }
-  return statusOf(child);
 }
 
 int runInCopy(int (*body)(void* context), void* context) {
