@@ -30,9 +30,10 @@ struct SystemLibrary {
 };
 SystemLibrary systemLibrary();
 
-// True where a stream opened without the binary flag turns "\n" into the
-// platform's line end and back (Windows: CR LF).
-bool textModeTranslatesLineEnds();
+// True where a program's arguments reach it as the bytes they were given
+// (POSIX); on Windows they pass as UTF-16 text, so bytes that are no UTF-8
+// cannot reach a program as they are.
+bool argumentsAreBytes();
 
 // Sets the time-zone rules of the environment (TZ), for the next conversion.
 void setTimeZone(const char* rules);

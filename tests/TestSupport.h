@@ -12,7 +12,7 @@
 #include <system_error>
 
 #include "lumbrel/Text.h"
-#include "platform/Testing.h"
+#include "platform/Platform.h"
 
 // Expects `statement` to throw `type` whose what() is exactly `message`.
 #define EXPECT_THROW_MSG(statement, type, message)                                   \
@@ -86,9 +86,9 @@ class TempDir {
 // The bytes that a stream opened without the binary flag writes for `text`:
 // each "\n" is the platform's line end.
 inline std::string textBytes(const std::string& text) {
-  if (!Lumbrel::platform::textModeTranslatesLineEnds()) return text;
+  const std::string lineEnd = Lumbrel::platform::textLineEnd();
   std::string bytes;
-  for (const char c : text) bytes += c == '\n' ? std::string("\r\n") : std::string(1, c);
+  for (const char c : text) bytes += c == '\n' ? lineEnd : std::string(1, c);
   return bytes;
 }
 

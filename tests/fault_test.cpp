@@ -86,8 +86,8 @@ struct IniStore {
   }
   static std::string get(Store& file, const char* key) { return make_string(file.getValue(W("S"), W(key))); }
   static std::string before() { return "; note\n[S]\nk=old\nb=2\n\n[A]\na=1\n"; }
-  static std::string rewritten() { return "[A]\na=1\n[S]\nb=2\nk=old\n"; }
-  static std::string after() { return "[A]\na=1\n[S]\nb=2\nk=new\n"; }
+  static std::string rewritten() { return textBytes("[A]\na=1\n[S]\nb=2\nk=old\n"); }
+  static std::string after() { return textBytes("[A]\na=1\n[S]\nb=2\nk=new\n"); }
 };
 
 struct PropertyStore {
@@ -98,8 +98,8 @@ struct PropertyStore {
   }
   static std::string get(Store& file, const char* key) { return make_string(file.getValue(W(key))); }
   static std::string before() { return "# note\nk=old\nb=2\n\n"; }
-  static std::string rewritten() { return "k=old\nb=2\n"; }
-  static std::string after() { return "k=new\nb=2\n"; }
+  static std::string rewritten() { return textBytes("k=old\nb=2\n"); }
+  static std::string after() { return textBytes("k=new\nb=2\n"); }
 };
 
 // A file system whose saves break or pause at any step. Before each step it

@@ -151,7 +151,7 @@ TEST_F(FileTest, NamesMapToNativePaths) {
 // CR LF (Windows), so the settings stores read such files as their user means them; with it,
 // and on POSIX, bytes pass unchanged: `[Net]\r` is no section, so nothing is found.
 TEST_F(FileTest, LineEndsFollowTheBinaryBit) {
-  const bool translated = Lumbrel::platform::textModeTranslatesLineEnds();
+  const bool translated = std::string(Lumbrel::platform::textLineEnd()) != "\n";
   for (const unsigned long binary : {0UL, File::MODE_BINARY}) {
     {
       File file(dir.name("lines"));

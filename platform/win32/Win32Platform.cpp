@@ -4,11 +4,11 @@
 #include <io.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <cstring>
 #include <vector>
 
 #include "platform/Platform.h"
+#include "platform/win32/Win32WritableFile.h"
 #include "platform/win32/WinSupport.h"
 
 namespace Lumbrel {
@@ -69,6 +69,24 @@ class Win32Platform final : public Platform {
            x.nFileIndexHigh == y.nFileIndexHigh && x.nFileIndexLow == y.nFileIndexLow;
   }
 
+  // What the name leads to once the system has followed its links: a disk
+  // file is regular; a console, a pipe or another device is not.
+  FileKind fileKind(const std::string& name) override {
+    const std::wstring wide = wideName(name);
+    const DWORD attributes = GetFileAttributesW(wide.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) return FileKind::missing;
+    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return FileKind::directory;
+    HANDLE file = openForIdentity(wide);
+    if (file == INVALID_HANDLE_VALUE) return FileKind::missing;
+    const DWORD type = GetFileType(file);
+    CloseHandle(file);
+    return type == FILE_TYPE_DISK ? FileKind::regular : FileKind::other;
+  }
+
+  std::unique_ptr<WritableFile> newWritableFile(const std::string& name) override {
+    return newWin32WritableFile(name);
+  }
+
   wstring processFileName() override {
     // Room for the longest name the system has; the library cuts it.
     std::vector<wchar_t> buffer(32768);
@@ -120,26 +138,14 @@ class Win32Platform final : public Platform {
   }
 };
 
-std::atomic<Platform*> installed{nullptr};
-
 }  // namespace
-
-Platform::~Platform() = default;
 
 Platform& native() {
   static Win32Platform instance;
   return instance;
 }
 
-Platform& current() {
-  Platform* substitute = installed.load(std::memory_order_acquire);
-  return substitute != nullptr ? *substitute : native();
-}
-
-ScopedPlatform::ScopedPlatform(Platform& substitute)
-    : previous_(installed.exchange(&substitute, std::memory_order_acq_rel)) {}
-
-ScopedPlatform::~ScopedPlatform() { installed.store(previous_, std::memory_order_release); }
+const char* textLineEnd() { return "\r\n"; }
 
 }  // namespace platform
 }  // namespace Lumbrel

@@ -53,7 +53,7 @@ bool moduleIsLoaded(const std::string& path) {
 
 SystemLibrary systemLibrary() { return SystemLibrary{"libm.so.6", "cos"}; }
 
-bool textModeTranslatesLineEnds() { return false; }
+bool argumentsAreBytes() { return true; }
 
 void setTimeZone(const char* rules) {
   ::setenv("TZ", rules, 1);

@@ -2,6 +2,8 @@
 #include <stdlib.h>
 #include <time.h>
 
+#include <vector>
+
 #include "platform/Testing.h"
 #include "platform/win32/WinSupport.h"
 
@@ -22,7 +24,7 @@ bool moduleIsLoaded(const std::string& path) {
 
 SystemLibrary systemLibrary() { return SystemLibrary{"kernel32.dll", "GetTickCount"}; }
 
-bool textModeTranslatesLineEnds() { return true; }
+bool argumentsAreBytes() { return false; }
 
 void setTimeZone(const char* rules) {
   _putenv_s("TZ", rules);
