@@ -30,6 +30,11 @@ struct SystemLibrary {
 };
 SystemLibrary systemLibrary();
 
+// True where a file that a program holds open for writing cannot be opened,
+// removed or replaced by another (Windows' sharing modes); POSIX never
+// refuses.
+bool sharingIsMandatory();
+
 // True where a program's arguments reach it as the bytes they were given
 // (POSIX); on Windows they pass as UTF-16 text, so bytes that are no UTF-8
 // cannot reach a program as they are.
@@ -40,6 +45,23 @@ void setTimeZone(const char* rules);
 
 // The native path of the running program's file; empty on failure.
 std::string executableFile();
+
+// A native path that opens for reading but cannot be read as a file, for as
+// long as the object lives: `folder` itself where a folder opens as a file
+// (POSIX), else a pipe that this object serves (Windows).
+class UnreadableFile {
+ public:
+  explicit UnreadableFile(const std::string& folder);
+  ~UnreadableFile();
+  UnreadableFile(const UnreadableFile&) = delete;
+  UnreadableFile& operator=(const UnreadableFile&) = delete;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+  void* hold_ = nullptr;  // what keeps the reads failing, where one is needed
+};
 
 // What runInCopy gives where the platform cannot copy a running process.
 constexpr int kNoCopies = -1000;

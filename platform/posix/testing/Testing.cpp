@@ -53,6 +53,8 @@ bool moduleIsLoaded(const std::string& path) {
 
 SystemLibrary systemLibrary() { return SystemLibrary{"libm.so.6", "cos"}; }
 
+bool sharingIsMandatory() { return false; }
+
 bool argumentsAreBytes() { return true; }
 
 void setTimeZone(const char* rules) {
@@ -67,6 +69,11 @@ std::string executableFile() {
   path.resize(static_cast<std::size_t>(n));
   return path;
 }
+
+// A folder opens for reading, and every read of it fails.
+UnreadableFile::UnreadableFile(const std::string& folder) : path_(folder) {}
+
+UnreadableFile::~UnreadableFile() = default;
 
 int runInCopy(int (*body)(void* context), void* context) {
   const pid_t child = ::fork();
