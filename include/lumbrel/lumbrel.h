@@ -1,4 +1,5 @@
-// Everything lumbrelcommon exports, in one include.
+/// \file
+/// Everything lumbrelcommon exports, in one include.
 #ifndef LUMBREL_LUMBREL_H
 #define LUMBREL_LUMBREL_H
 
