@@ -26,6 +26,7 @@
 
 #include "lumbrel/Export.h"
 #include "lumbrel/File.h"
+#include "lumbrel/SaveMode.h"
 #include "lumbrel/Text.h"
 
 namespace Lumbrel {
@@ -97,6 +98,9 @@ class LUMBREL_API DataFile : public File {
   // With MODE_WRITE alone, writes the records and keeps them and the file
   // open; otherwise close() and open() with the same word.
   void synchronize() override;
+  // How close replaces the file from now on; SaveMode::IN_PLACE at first.
+  void setSaveMode(SaveMode saving);
+  SaveMode getSaveMode() const;
 
   // The number of records.
   unsigned long size() const;
@@ -113,13 +117,9 @@ class LUMBREL_API DataFile : public File {
   Record& operator[](unsigned long index);
 
  private:
-  void loadRecords();
-  void storeRecords();
-
+  // The records, their index and the file's life, kept out of this header so
+  // that their layout is no part of the library's interface.
   std::unique_ptr<store::RecordSet> records;
-  // Set by a load that failed, cleared by the next successful open: the file
-  // is not rewritten while it is set.
-  bool loadFailed;
 };
 
 }  // namespace Lumbrel

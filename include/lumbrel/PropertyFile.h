@@ -21,11 +21,12 @@
 #ifndef LUMBREL_PROPERTY_FILE_H
 #define LUMBREL_PROPERTY_FILE_H
 
-#include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "lumbrel/Export.h"
 #include "lumbrel/File.h"
+#include "lumbrel/SaveMode.h"
 #include "lumbrel/Text.h"
 
 namespace Lumbrel {
@@ -53,6 +54,9 @@ class LUMBREL_API PropertyFile : public File {
   // close then open with the same word. Opened with the write bit alone, writes
   // the model and keeps it in memory instead, so the file is not emptied.
   void synchronize() override;
+  // How close replaces the file from now on; SaveMode::IN_PLACE at first.
+  void setSaveMode(SaveMode saving);
+  SaveMode getSaveMode() const;
 
   // Every key in model order, duplicates included.
   virtual std::vector<wstring> enumerateKeys();
@@ -67,28 +71,10 @@ class LUMBREL_API PropertyFile : public File {
   virtual void setValue(const wstring& key, const wstring& value);
 
  private:
-  struct Entry {
-    wstring key;
-    wstring value;
-    // The lookup index over `entries` (store/EntryIndex.h): the hash of the
-    // key, and two positions in `entries`.
-    std::size_t hash = 0;
-    std::size_t head = 0;
-    std::size_t next = 0;
-  };
-
-  // Appends an entry and indexes it.
-  void append(wstring key, wstring value);
-  // The position of the first entry of that key, or the size.
-  std::size_t find(const wstring& key) const;
-
-  void readEntries();
-  void writeEntries();
-
-  std::vector<Entry> entries;
-  // Set by a failed read, cleared by a successful open: a damaged file is
-  // never replaced by the part of it that could be read.
-  bool loadFailed;
+  // The entries and their lookup index, kept out of this header so that
+  // their layout is no part of the library's interface.
+  class Model;
+  std::unique_ptr<Model> model;
 };
 
 }  // namespace Lumbrel

@@ -6,6 +6,7 @@
 #include "lumbrel/Text.h"
 #include "lumbrel/Mutex.h"
 #include "lumbrel/File.h"
+#include "lumbrel/SaveMode.h"
 #include "lumbrel/DataFile.h"
 #include "lumbrel/InitializationFile.h"
 #include "lumbrel/PropertyFile.h"
