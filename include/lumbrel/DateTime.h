@@ -107,12 +107,14 @@ class LUMBREL_API DateTime {
 };
 
 /// Comparisons of the two values' seconds since the epoch (operator long).
+///@{
 LUMBREL_API bool operator==(const DateTime& a, const DateTime& b);
 LUMBREL_API bool operator!=(const DateTime& a, const DateTime& b);
 LUMBREL_API bool operator<(const DateTime& a, const DateTime& b);
 LUMBREL_API bool operator<=(const DateTime& a, const DateTime& b);
 LUMBREL_API bool operator>(const DateTime& a, const DateTime& b);
 LUMBREL_API bool operator>=(const DateTime& a, const DateTime& b);
+///@}
 
 /// Writes the text form.
 LUMBREL_API std::basic_ostream<char>& operator<<(std::basic_ostream<char>& out,

@@ -73,6 +73,7 @@ class LUMBREL_API Uuid {
 
 /// Equal when all 16 bytes are equal. There is no order.
 LUMBREL_API bool operator==(const Uuid& a, const Uuid& b);
+/// Not equal: some of the 16 bytes differ.
 LUMBREL_API bool operator!=(const Uuid& a, const Uuid& b);
 
 /// Writes the text form.
