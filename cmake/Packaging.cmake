@@ -24,8 +24,11 @@ set(CPACK_PACKAGE_NAME lumbrelcommon)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "lumbrelcommon")
 set(CPACK_PACKAGE_CONTACT "lumbrelcommon maintainers <maintainers@lumbrel.invalid>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_STRIP_FILES ON)
+# The first line of each component's description below is its package's
+# synopsis. CPack puts the package summary in front of it unless the summary
+# is CPack's own default, so the summary is set to that default.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 set(CPACK_COMPONENTS_ALL runtime dev tool)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -33,27 +36,26 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${lumbrel_runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "${PROJECT_DESCRIPTION}
- Text conversion, paths, files with a lock, three small persistent stores, a
- log file, dates, a stopwatch, UUIDs, mutexes, events, threads, run-time
- loaded libraries and host queries, in the C++ namespace Lumbrel.")
-# A shlibs file, so that packages built against this one depend on it.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "C++ support library: text, paths, files, stores, threads
+Text conversion, paths, files with a lock, three small persistent stores, a
+log file, dates, a stopwatch, UUIDs, mutexes, events, threads, run-time
+loaded libraries and host queries, in the C++ namespace Lumbrel.")
+# A shlibs file (only the runtime package holds a library), so that packages
+# built against this one depend on it.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME liblumbrelcommon-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${lumbrel_runtime_package} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_DEV_DESCRIPTION "${PROJECT_DESCRIPTION} (development files)
- The headers, the CMake package (find_package(lumbrelcommon)) and the
- pkg-config file of lumbrelcommon.")
+set(CPACK_DEBIAN_DEV_DESCRIPTION "C++ support library: text, paths, files, stores, threads (development files)
+The headers, the CMake package (find_package(lumbrelcommon)) and the
+pkg-config file of lumbrelcommon.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME lumbrel)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOL_DESCRIPTION "tour of lumbrelcommon and tool for the files of its stores
- lumbrel walks through the library, and lists, reads and edits its data
- files and settings files from the command line.")
+lumbrel walks through the library, and lists, reads and edits its data
+files and settings files from the command line.")
 
 include(CPack)
