@@ -23,6 +23,7 @@ struct Invocation {
   std::string verb;      // list, get, ... for data, ini and props
   std::vector<std::string> operands;
   bool escapedKey = false;  // data -e: KEY is written as in a dump
+  bool force = false;       // ini/props --force: rewrite a file that is not settings
   unsigned long count = 1;  // uuid -n
 };
 
