@@ -203,7 +203,8 @@ void PosixWritableFile::drawTemporaryName() {
     for (unsigned char& byte : random) byte = static_cast<unsigned char>(pid * 131u + ++fallback_);
   }
   for (std::size_t i = 0; i < 8; ++i) {
-    const unsigned nibble = (static_cast<unsigned>(random[i / 2]) >> (i % 2 == 0 ? 4 : 0)) & 0xFu;
+    const unsigned byte = random[i / 2];
+    const unsigned nibble = (i % 2 == 0 ? byte >> 4 : byte) & 0xFu;
     temporary_[digits_ + i] = kHex[nibble];
   }
 }
