@@ -1,14 +1,16 @@
 # Reads the JSON files that the benchmark programs write with
 # --benchmark_out_format=json and prints one table: each operation's rate for
 # the library beside each peer's, with the ratio (library / peer; above 1 the
-# library is faster) and, where the project has set one, the goal and whether
-# it was met. Writes the same figures as JSON to the file named by `json`.
+# library is faster), then each goal of the file named by `goals` (see
+# bench/goals) with its figure and whether it was met. Writes the same figures
+# as JSON to the file named by `json`.
 #
 # Case names are <family>/<operation>/<impl>, impl `lumbrel` for the library.
 # The rate is bytes_per_second or items_per_second, whichever the case sets.
 # Plain awk (mawk too): the programs write one JSON member a line.
 #
-#   awk -v json=out.json -v skipped="POCO ICU" -v stamp="..." -f report.awk *.json
+#   awk -v goals=bench/goals -v json=out.json -v skipped="POCO ICU" -v stamp="..." \
+#       -f report.awk *.json
 
 function value_of(line) {
   sub(/^[ \t]*"[^"]*":[ \t]*/, "", line)
@@ -93,32 +95,54 @@ function human(value, kind) {
   return sprintf("%.1f /s", value)
 }
 
-# The goal that applies to a ratio, as "op threshold", or "".
-function goal_for(family, operation, peer) {
-  if (family == "text") {
-    if (peer == "memcpy") return operation ~ /ascii/ ? ">= 0.333" : ""
-    return "> 1"
+# Reads the goals file named by `goals` (see bench/goals).
+function read_goals(    line, fields, count) {
+  if (goals == "") return
+  while ((getline line < goals) > 0) {
+    sub(/#.*/, "", line)
+    count = split(line, fields, " ")
+    if (count == 0) continue
+    if (fields[1] == "reference") {
+      for (i = 2; i <= count; i++) reference[fields[i]] = 1
+      continue
+    }
+    if (count != 4 || (fields[3] != ">=" && fields[3] != ">")) {
+      printf "report.awk: %s: cannot read the goal \"%s\"\n", goals, line > "/dev/stderr"
+      exit 2
+    }
+    goal_pattern[++goal_count] = fields[1]
+    goal_peers[goal_count] = fields[2]
+    goal_bound[goal_count] = fields[3] " " fields[4]
   }
-  if (family == "settings" || family == "properties")
-    return operation ~ /^open/ ? "> 1" : ""
-  if (family == "datafile")
-    return operation ~ /^open_close/ && peer == "plain" ? ">= 0.5" : ""
-  if (family == "uuid")
-    return operation ~ /^generate/ && peer == "libuuid" ? ">= 5" : ""
-  if (family == "datetime") {
-    if (operation ~ /^parse/ && peer == "strptime") return "> 1"
-    if (operation ~ /^format/ && peer == "strftime") return "> 1"
-    return ""
-  }
-  if (family == "concurrency" && peer == "std") {
-    if (operation ~ /^mutex_uncontended/ || operation ~ /^event_ping_pong/) return ">= 0.667"
-  }
-  return ""
+  close(goals)
 }
 
-function met(goal, ratio,    parts) {
-  split(goal, parts, " ")
+function met(bound, ratio,    parts) {
+  split(bound, parts, " ")
   return parts[1] == ">" ? ratio > parts[2] + 0 : ratio >= parts[2] + 0
+}
+
+# The peers of operation `key` that goal g holds the library against, as
+# names in `chosen` (1..n); returns n. `best` picks the fastest peer that has
+# a figure.
+function goal_targets(g, key, chosen,    n, i, peer, best, names, count) {
+  n = 0
+  if (goal_peers[g] == "best" || goal_peers[g] == "each") {
+    best = ""
+    for (i = 1; i <= impl_count[key]; i++) {
+      peer = impls_of[key, i]
+      if (peer == "lumbrel" || peer in reference) continue
+      if (goal_peers[g] == "each") chosen[++n] = peer
+      else if (rate[key, peer] != "" && (best == "" || rate[key, peer] + 0 > rate[key, best] + 0))
+        best = peer
+    }
+    if (goal_peers[g] == "best" && best != "") chosen[++n] = best
+    return n
+  }
+  count = split(goal_peers[g], names, ",")
+  for (i = 1; i <= count; i++)
+    if ((key, names[i]) in rate) chosen[++n] = names[i]
+  return n
 }
 
 function json_string(text) {
@@ -130,17 +154,70 @@ function json_string(text) {
 function json_number(text) { return text == "" ? "null" : text }
 
 function row(family, operation, mine, peer, theirs, ratio, goal) {
-  printf "| %-11s | %-38s | %12s | %-9s | %12s | %6s | %-16s |\n", family, operation, mine, peer,
+  printf "| %-11s | %-34s | %12s | %-9s | %12s | %6s | %-18s |\n", family, operation, mine, peer,
          theirs, ratio, goal
 }
 
+function ratio_of(key, peer) {
+  if (!((key, "lumbrel") in rate) || rate[key, "lumbrel"] == "") return ""
+  if (rate[key, peer] == "" || rate[key, peer] + 0 <= 0) return ""
+  return (rate[key, "lumbrel"] + 0) / (rate[key, peer] + 0)
+}
+
+function ratio_text(ratio) {
+  return ratio == "" ? "-" : sprintf(ratio >= 0.1 ? "%.2f" : "%.3f", ratio)
+}
+
+# Judges every goal against every operation it matches: each (goal, operation)
+# pair is one verdict, decided by the lowest ratio among its peers. The peers'
+# rows in the table show the goal too.
+function judge(    o, key, g, n, chosen, i, peer, ratio, worst, worst_peer, verdict, label) {
+  for (o = 1; o <= operation_count; o++) {
+    key = operations[o]
+    for (g = 1; g <= goal_count; g++) {
+      if (operation_family[key] "/" operation_name[key] !~ ("^(" goal_pattern[g] ")$")) continue
+      delete chosen
+      n = goal_targets(g, key, chosen)
+      worst = ""
+      worst_peer = ""
+      label = goal_peers[g] " " goal_bound[g]
+      for (i = 1; i <= n; i++) {
+        peer = chosen[i]
+        ratio = ratio_of(key, peer)
+        row_goal[key, peer] = (row_goal[key, peer] == "" ? "" : row_goal[key, peer] "; ") label \
+            (ratio == "" ? " no figure" : met(goal_bound[g], ratio) ? " met" : " MISSED")
+        if (ratio == "") {
+          worst = "none"
+          worst_peer = peer
+        } else if (worst != "none" && (worst == "" || ratio < worst)) {
+          worst = ratio
+          worst_peer = peer
+        }
+      }
+      if (n == 0) verdict = "no peer"
+      else if (worst == "none") verdict = "no figure"
+      else verdict = met(goal_bound[g], worst) ? "met" : "MISSED"
+      if (verdict != "met") missed++
+      ++verdict_count
+      verdict_key[verdict_count] = key
+      verdict_goal[verdict_count] = label
+      verdict_peer[verdict_count] = worst_peer
+      verdict_ratio[verdict_count] = (worst == "none" ? "" : worst)
+      verdict_result[verdict_count] = verdict
+    }
+  }
+}
+
+BEGIN { read_goals() }
+
 END {
   flush()
-  row("family", "operation", "lumbrel rate", "peer", "peer rate", "ratio", "goal")
-  print "|-------------|----------------------------------------|--------------|-----------|" \
-        "--------------|--------|------------------|"
-  comparison_count = 0
   missed = 0
+  judge()
+  row("family", "operation", "lumbrel rate", "peer", "peer rate", "ratio", "goal")
+  print "|-------------|------------------------------------|--------------|-----------|" \
+        "--------------|--------|--------------------|"
+  comparison_count = 0
   for (o = 1; o <= operation_count; o++) {
     key = operations[o]
     family = operation_family[key]
@@ -155,33 +232,30 @@ END {
       peers++
       theirs = rate[key, peer]
       theirs_text = failure[key, peer] != "" ? "error" : human(theirs, unit[key, peer])
-      ratio = ""
-      ratio_text = "-"
-      if (mine != "" && theirs != "" && theirs + 0 > 0) {
-        ratio = (mine + 0) / (theirs + 0)
-        ratio_text = sprintf(ratio >= 0.1 ? "%.2f" : "%.3f", ratio)
-      }
-      goal = goal_for(family, operation, peer)
-      verdict = ""
-      if (goal != "") {
-        if (ratio == "") verdict = "no figure"
-        else if (met(goal, ratio)) verdict = "met"
-        else {
-          verdict = "MISSED"
-          missed++
-        }
-      }
-      row(family, operation, mine_text, peer, theirs_text, ratio_text,
-          goal == "" ? "" : goal " " verdict)
+      ratio = ratio_of(key, peer)
+      row(family, operation, mine_text, peer, theirs_text, ratio_text(ratio), row_goal[key, peer])
       comparisons[++comparison_count] = sprintf( \
           "{\"family\": %s, \"operation\": %s, \"peer\": %s, \"lumbrel_rate\": %s, " \
-          "\"peer_rate\": %s, \"ratio\": %s, \"goal\": %s, \"goal_result\": %s}",
+          "\"peer_rate\": %s, \"ratio\": %s}",
           json_string(family), json_string(operation), json_string(peer), json_number(mine),
-          json_number(theirs), ratio == "" ? "null" : sprintf("%.4f", ratio),
-          goal == "" ? "null" : json_string("ratio " goal),
-          verdict == "" ? "null" : json_string(verdict))
+          json_number(theirs), ratio == "" ? "null" : sprintf("%.4f", ratio))
     }
     if (peers == 0) row(family, operation, mine_text, "-", "-", "-", "")
+  }
+
+  if (verdict_count > 0) {
+    printf "\nGoals (ratio = library / peer; `best` is the fastest peer, `each` every peer):\n\n"
+    printf "| %-48s | %-14s | %-9s | %6s | %-9s |\n", "operation", "goal", "against", "ratio",
+           "result"
+    print "|--------------------------------------------------|----------------|-----------|" \
+          "--------|-----------|"
+    for (v = 1; v <= verdict_count; v++) {
+      key = verdict_key[v]
+      printf "| %-48s | %-14s | %-9s | %6s | %-9s |\n",
+             operation_family[key] "/" operation_name[key], verdict_goal[v],
+             verdict_peer[v] == "" ? "-" : verdict_peer[v], ratio_text(verdict_ratio[v]),
+             verdict_result[v]
+    }
   }
   if (missed > 0) printf "\n%d goal(s) missed.\n", missed
   else printf "\nEvery goal met.\n"
@@ -204,6 +278,16 @@ END {
   printf "  ],\n  \"comparisons\": [\n" > json
   for (c = 1; c <= comparison_count; c++)
     printf "    %s%s\n", comparisons[c], (c < comparison_count ? "," : "") > json
+  printf "  ],\n  \"goals\": [\n" > json
+  for (v = 1; v <= verdict_count; v++) {
+    key = verdict_key[v]
+    printf "    {\"family\": %s, \"operation\": %s, \"goal\": %s, \"against\": %s, " \
+           "\"ratio\": %s, \"result\": %s}%s\n",
+           json_string(operation_family[key]), json_string(operation_name[key]),
+           json_string(verdict_goal[v]), json_string(verdict_peer[v]),
+           verdict_ratio[v] == "" ? "null" : sprintf("%.4f", verdict_ratio[v]),
+           json_string(verdict_result[v]), (v < verdict_count ? "," : "") > json
+  }
   printf "  ]\n}\n" > json
   close(json)
 }

@@ -8,6 +8,13 @@
 // for decode, two bytes a unit for encode. `memcpy` copies as many bytes into
 // a buffer made beforehand: the bound that no conversion can beat.
 //
+// The pure corpora show each kind of form alone; real text mixes them, which
+// the two prose corpora do as text does: `prose_two_byte` is paragraphs of
+// Czech, Polish, German and French (ASCII letters with accented ones between)
+// and of Russian (two-byte letters between ASCII spaces and punctuation);
+// `prose_cjk` is Chinese with ASCII punctuation, digits and Latin names. Both
+// are sentences drawn from word lists with a fixed seed.
+//
 // Names: text/<direction>_<input>_1MiB/<converter>.
 #include <benchmark/benchmark.h>
 #include <iconv.h>
@@ -52,6 +59,119 @@ const Input kInputs[] = {
     {"three_byte", 3, 0x4E00, 0x9FFF},
 };
 
+// Words of one language; paragraphs draw their sentences from one list.
+struct Language {
+  const char* const* words;
+  std::size_t count;
+  const char* separator;  // between words
+};
+
+const char* const kCzech[] = {
+    "a", "se", "na", "je", "že", "v", "to", "byl", "jsem", "které", "když", "ještě", "před", "přes",
+    "město", "řeka", "život", "léto", "večer", "ráno", "dívka", "chlapec", "příliš", "žluťoučký",
+    "kůň", "úpěl", "ďábelské", "ódy", "hřbitov", "náměstí", "všechno", "člověk", "říkal", "dům",
+    "srdce", "štěstí", "okno", "cesta", "dlouho", "potom"};
+const char* const kPolish[] = {
+    "i", "w", "nie", "się", "na", "że", "to", "jak", "ale", "jest", "był", "już", "tylko", "może",
+    "miasto", "rzeka", "życie", "dziewczyna", "chłopiec", "zażółć", "gęślą", "jaźń", "książka",
+    "ulica", "wieczór", "źródło", "pięć", "mówił", "dzień", "słońce", "serce", "okno", "droga",
+    "długo", "później", "właśnie", "człowiek", "ręka", "głowa", "ziemia"};
+const char* const kGerman[] = {
+    "und", "die", "der", "das", "nicht", "ist", "mit", "auf", "für", "über", "schön", "Mädchen",
+    "Straße", "größer", "hören", "Tür", "Bäume", "früh", "müde", "Fluss", "Stadt", "Leben",
+    "Abend", "Morgen", "Hände", "spät", "Bücher", "Menschen", "wärmer", "Grüße", "dann", "noch",
+    "immer", "wieder", "schon", "Weg", "Herz", "Fenster", "lange", "später"};
+const char* const kFrench[] = {
+    "le", "la", "les", "de", "et", "un", "une", "est", "dans", "pour", "été", "très", "où", "à",
+    "déjà", "après", "fenêtre", "rivière", "château", "forêt", "élève", "garçon", "fillette",
+    "matinée", "soirée", "cœur", "père", "mère", "frère", "même", "leçon", "reçu", "naïf", "goût",
+    "hôtel", "vieux", "chemin", "longtemps", "ensuite", "toujours"};
+const char* const kRussian[] = {
+    "и", "в", "не", "на", "что", "он", "я", "с", "как", "а", "то", "это", "она", "по", "но",
+    "они", "к", "у", "же", "вы", "за", "бы", "мы", "из", "так", "было", "от", "его", "все",
+    "её", "мне", "когда", "только", "даже", "был", "сказал", "этот", "человек", "время",
+    "жизнь", "день", "глаза", "рука", "дело", "раз", "лицо", "дом", "ещё", "нет", "уже", "может",
+    "говорить", "большой", "новый", "первый", "хорошо", "теперь", "потом", "очень", "здесь",
+    "между", "город", "река", "вечером", "утром", "девушка", "мальчик", "сердце", "окно",
+    "дорога", "долго", "всегда", "снова", "земля", "голова", "улица", "солнце", "письмо"};
+const char* const kChinese[] = {
+    "我们", "他们", "这个", "那个", "时候", "没有", "什么", "知道", "自己", "一个", "已经", "可以",
+    "因为", "所以", "但是", "如果", "现在", "以后", "中国", "北京", "上海", "学生", "老师", "朋友",
+    "工作", "生活", "问题", "时间", "地方", "事情", "今天", "明天", "城市", "河流", "早上",
+    "晚上", "眼睛", "心里", "说话", "看见", "回家", "出去", "进来", "觉得", "发现", "开始",
+    "的", "了", "是", "在", "和", "有", "也", "就", "都", "很", "不", "人", "说", "去", "来",
+    "大", "小", "年", "月", "日", "天"};
+
+const Language kLatin[] = {{kCzech, std::size(kCzech), " "},
+                           {kPolish, std::size(kPolish), " "},
+                           {kGerman, std::size(kGerman), " "},
+                           {kFrench, std::size(kFrench), " "}};
+const Language kCyrillic{kRussian, std::size(kRussian), " "};
+const Language kHan{kChinese, std::size(kChinese), ""};
+
+// Latin names, digits and ASCII punctuation, as Chinese text mixes them in.
+const char* const kAsciiInHan[] = {"2024", "3.5", "100", "GPS", "Linux", "Beijing", "(1)", "A4"};
+
+// Sentences from `language` until `bytes` are made: words, a comma now and
+// then, a full stop, and a line break every few sentences. Where the
+// separator is a space, a sentence starts with a capital when its first
+// letter is ASCII.
+std::string prose(const Language* const* languages, std::size_t languageCount,
+                  std::size_t bytes, std::uint32_t seed) {
+  std::mt19937 random(seed);
+  std::string text;
+  while (text.size() < bytes) {
+    const Language& language = *languages[random() % languageCount];
+    const bool spaced = *language.separator != 0;
+    const std::size_t sentences = 3 + random() % 5;
+    for (std::size_t s = 0; s < sentences; ++s) {
+      const std::size_t words = 5 + random() % 12;
+      for (std::size_t w = 0; w < words; ++w) {
+        if (w > 0) text += language.separator;
+        const std::size_t at = text.size();
+        if (!spaced && random() % 10 == 0) {
+          text += kAsciiInHan[random() % std::size(kAsciiInHan)];
+        } else {
+          text += language.words[random() % language.count];
+        }
+        if (w == 0 && spaced && text[at] >= 'a' && text[at] <= 'z') text[at] -= 'a' - 'A';
+        if (w + 1 < words && random() % 7 == 0) text += ',';
+      }
+      text += spaced ? ". " : ".";
+    }
+    text += '\n';
+  }
+  // Cut at a character boundary, then pad with ASCII to the size.
+  text.resize(bytes);
+  std::size_t end = bytes;
+  while (end > 0 && (static_cast<unsigned char>(text[end - 1]) & 0xC0) == 0x80) --end;
+  if (end > 0 && static_cast<unsigned char>(text[end - 1]) >= 0xC0) --end;
+  text.resize(end);
+  text.resize(bytes, '.');
+  return text;
+}
+
+// Well-formed UTF-8 of forms up to three bytes to units, written plainly so
+// that it checks the converters rather than repeating one.
+Lumbrel::wstring unitsOf(const std::string& text) {
+  Lumbrel::wstring units;
+  for (std::size_t i = 0; i < text.size();) {
+    const unsigned b = static_cast<unsigned char>(text[i]);
+    const auto next = [&](std::size_t k) { return static_cast<unsigned char>(text[i + k]) & 0x3Fu; };
+    if (b < 0x80) {
+      units.push_back(static_cast<unsigned short>(b));
+      i += 1;
+    } else if (b < 0xE0) {
+      units.push_back(static_cast<unsigned short>(((b & 0x1Fu) << 6) | next(1)));
+      i += 2;
+    } else {
+      units.push_back(static_cast<unsigned short>(((b & 0x0Fu) << 12) | (next(1) << 6) | next(2)));
+      i += 3;
+    }
+  }
+  return units;
+}
+
 struct Sample {
   std::string utf8;
   Lumbrel::wstring wide;
@@ -60,6 +180,21 @@ struct Sample {
   Poco::UTF16String poco;
 #endif
 };
+
+void fillPeerForms(Sample& sample) {
+  sample.utf16.assign(sample.wide.begin(), sample.wide.end());
+#if defined(LUMBREL_PEER_POCO)
+  sample.poco.assign(sample.wide.begin(), sample.wide.end());
+#endif
+}
+
+Sample proseSample(const Language* const* languages, std::size_t count, std::uint32_t seed) {
+  Sample sample;
+  sample.utf8 = prose(languages, count, kBytes, seed);
+  sample.wide = unitsOf(sample.utf8);
+  fillPeerForms(sample);
+  return sample;
+}
 
 Sample makeSample(const Input& input, std::uint32_t seed) {
   std::mt19937 random(seed);
@@ -70,10 +205,7 @@ Sample makeSample(const Input& input, std::uint32_t seed) {
   for (std::size_t i = 0; i < units; ++i)
     sample.wide.push_back(static_cast<unsigned short>(pick(random)));
   sample.utf8 = Lumbrel::make_string(sample.wide);
-  sample.utf16.assign(sample.wide.begin(), sample.wide.end());
-#if defined(LUMBREL_PEER_POCO)
-  sample.poco.assign(sample.wide.begin(), sample.wide.end());
-#endif
+  fillPeerForms(sample);
   return sample;
 }
 
@@ -161,13 +293,24 @@ std::string stdEncode(const std::u16string& in) {
 
 void registerAll() {
   static std::vector<Sample> samples;
+  std::vector<std::string> names;
   std::uint32_t seed = 20240607;
-  for (const Input& input : kInputs) samples.push_back(makeSample(input, seed++));
+  for (const Input& input : kInputs) {
+    samples.push_back(makeSample(input, seed++));
+    names.push_back(input.name);
+  }
+  const Language* const twoByte[] = {&kLatin[0], &kLatin[1], &kLatin[2], &kLatin[3],
+                                     &kCyrillic, &kCyrillic, &kCyrillic, &kCyrillic};
+  samples.push_back(proseSample(twoByte, std::size(twoByte), seed++));
+  names.push_back("prose_two_byte");
+  const Language* const han[] = {&kHan};
+  samples.push_back(proseSample(han, std::size(han), seed++));
+  names.push_back("prose_cjk");
 
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const Sample& sample = samples[i];
-    const std::string decodeName = std::string("text/decode_") + kInputs[i].name + "_1MiB/";
-    const std::string encodeName = std::string("text/encode_") + kInputs[i].name + "_1MiB/";
+    const std::string decodeName = "text/decode_" + names[i] + "_1MiB/";
+    const std::string encodeName = "text/encode_" + names[i] + "_1MiB/";
     const auto addDecode = [&](const char* impl, auto convert) {
       benchmark::RegisterBenchmark((decodeName + impl).c_str(),
                                    [&sample, convert](benchmark::State& state) {

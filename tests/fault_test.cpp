@@ -150,7 +150,10 @@ class SaveFaults : public platform::PlatformWrapper {
       return real_->append(bytes, taken) && taken == size;
     }
     bool sync() override { return faults_.pass(kSync) && real_->sync(); }
-    bool close() override { return faults_.pass(kClose) & real_->close(); }
+    bool close() override {
+      const bool passes = faults_.pass(kClose);
+      return real_->close() && passes;  // closed either way, as a failing close does
+    }
     bool commit() override { return faults_.pass(kCommit) && real_->commit(); }
     void discard() override { real_->discard(); }
 
