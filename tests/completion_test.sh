@@ -51,7 +51,7 @@ for command in $commands; do
     words=($line)
     prefix=("${words[0]}")
     [[ ${words[1]:-} =~ ^[a-z]+$ ]] && prefix+=("${words[1]}")
-    options=$(grep -o '\[-[a-z]' <<< "$line" | tr -d '[' | sort | tr '\n' ' ')
+    options=$(grep -o '\[-[-a-z]*' <<< "$line" | tr -d '[' | sort | tr '\n' ' ')
     got=$(offers "${prefix[@]}" -)
     for option in $options --help; do
       [[ " $got " == *" $option "* ]] || { echo "lumbrel $line: '$option' not offered"; ((++failures)); }

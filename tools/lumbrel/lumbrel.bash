@@ -33,6 +33,7 @@ _lumbrel() {
     words="--help -h --"
     [[ $command == data && $verb =~ ^(get|put|remove)$ ]] && words+=" -e"
     [[ $command == uuid ]] && words+=" -n"
+    [[ $command =~ ^(ini|props)$ && $verb =~ ^(set|remove)$ ]] && words+=" --force"
   else
     # FILE comes first; INPUT (data put) and DUMP (data load) are files too.
     case "$command $verb $operands" in
