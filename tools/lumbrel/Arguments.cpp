@@ -210,6 +210,14 @@ std::string helpText(const std::string& command) {
   return toolHelp;
 }
 
+std::vector<std::string> commandNames() {
+  std::vector<std::string> names;
+  for (const Form& form : forms) {
+    if (names.empty() || names.back() != form.command) names.emplace_back(form.command);
+  }
+  return names;
+}
+
 Invocation parseArguments(const std::vector<std::string>& arguments) {
   Invocation invocation;
   bool optionsEnded = false;

@@ -46,6 +46,8 @@ Invocation parseArguments(const std::vector<std::string>& arguments);
 std::string usageText(const std::string& command, const std::string& verb = "");
 // The full help of a command, or of the tool when `command` is empty.
 std::string helpText(const std::string& command);
+// The commands, in the order the help lists them.
+std::vector<std::string> commandNames();
 
 // The library's name for a native path given on the command line: relative
 // paths are taken from `workingDirectory` (the library itself would anchor
