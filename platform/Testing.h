@@ -60,7 +60,7 @@ class UnreadableFile {
 
  private:
   std::string path_;
-  void* hold_ = nullptr;  // what keeps the reads failing, where one is needed
+  [[maybe_unused]] void* hold_ = nullptr;  // what keeps the reads failing, where needed
 };
 
 // What runInCopy gives where the platform cannot copy a running process.
