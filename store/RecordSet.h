@@ -72,6 +72,8 @@ class RecordSet : public StoreModel {
   // from, built ones are encoded into the image. Raises runtime_error
   // "failed to write to file" when a record's lengths do not fit the format.
   void compose(FileImage& image) override;
+  // A data file is bytes, also when it is saved without having been opened.
+  bool alwaysBinary() const override { return true; }
 
  private:
   // A slot is a built record (its address, owned), a record still in the

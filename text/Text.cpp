@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/Compiler.h"
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -57,7 +59,7 @@ std::size_t unitsBeforeNull(const unsigned short* text, std::size_t limit) {
   }
   while (limit - n >= 8) {
     const unsigned nulls = mask(_mm_cmpeq_epi16(load128(text + n), zero));
-    if (nulls != 0) return n + static_cast<std::size_t>(__builtin_ctz(nulls)) / 2;
+    if (nulls != 0) return n + platform::countTrailingZeros(nulls) / 2;
     n += 8;
   }
 #endif
@@ -498,7 +500,7 @@ wstring make_wstring(const string& text) {
 }
 
 unsigned long length(const char* text) {
-  return text == nullptr ? 0 : std::strlen(text);
+  return text == nullptr ? 0 : static_cast<unsigned long>(std::strlen(text));
 }
 
 unsigned long length(const unsigned short* text) {
@@ -506,7 +508,7 @@ unsigned long length(const unsigned short* text) {
   // No blocks here: nothing is known to lie behind the null unit.
   std::size_t n = 0;
   while (text[n] != 0) ++n;
-  return n;
+  return static_cast<unsigned long>(n);
 }
 
 unsigned long length(const string& text) {
@@ -514,7 +516,7 @@ unsigned long length(const string& text) {
 }
 
 unsigned long length(const wstring& text) {
-  return unitsBeforeNull(text.data(), text.size());
+  return static_cast<unsigned long>(unitsBeforeNull(text.data(), text.size()));
 }
 
 long compare(const char* a, const char* b) {

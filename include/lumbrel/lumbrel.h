@@ -1,4 +1,8 @@
-// Everything lumbrelcommon exports, in one include.
+/// \file
+/// Everything lumbrelcommon exports, in one include.
+///
+/// \namespace Lumbrel
+/// Everything lumbrelcommon exports: its classes, free functions and constants.
 #ifndef LUMBREL_LUMBREL_H
 #define LUMBREL_LUMBREL_H
 
