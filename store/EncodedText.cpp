@@ -158,7 +158,7 @@ EncodedText::Offset EncodedText::add(const wstring& text) {
   std::size_t bytes = 0;
   for (const unsigned short unit : text)
     bytes += unit == 0 ? 2 : unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
-  if (fileSize_ + at + kLength + bytes > kMaxOffset)
+  if (fileSize_ + 1 + at + kLength + bytes > kMaxOffset)
     throw std::length_error("settings text too large");
   own_.resize(at + kLength + bytes);
   unsigned char* out = own_.data() + at;
@@ -171,29 +171,29 @@ EncodedText::Offset EncodedText::add(const wstring& text) {
       out = encodeUnit(unit, out);
     }
   }
-  return static_cast<Offset>(fileSize_ + at);
+  return ownOffset(at);
 }
 
 void EncodedText::release(Offset offset) {
-  if (offset >= fileSize_) released_ += kLength + lengthAt(offset - fileSize_);
+  if (isOwn(offset)) released_ += kLength + lengthAt(ownAt(offset));
 }
 
 EncodedText::Span EncodedText::own(Offset offset) const {
-  const std::size_t at = offset - fileSize_;
+  const std::size_t at = ownAt(offset);
   const unsigned char* begin = own_.data() + at + kLength;
   return Span{begin, begin + lengthAt(at), true, own_.data() + own_.size()};
 }
 
 EncodedText::Span EncodedText::key(Offset offset, Offset value) const {
-  if (offset >= fileSize_) return own(offset);
+  if (isOwn(offset)) return own(offset);
   const unsigned char* begin = file_.data() + offset;
-  if (value < fileSize_) return Span{begin, file_.data() + value - 1, false, fileEnd()};
+  if (!isOwn(value)) return Span{begin, file_.data() + value - 1, false, fileEnd()};
   const void* equals = std::memchr(begin, '=', fileSize_ - offset);
   return Span{begin, static_cast<const unsigned char*>(equals), false, fileEnd()};
 }
 
 EncodedText::Span EncodedText::value(Offset offset) const {
-  if (offset >= fileSize_) return own(offset);
+  if (isOwn(offset)) return own(offset);
   const unsigned char* begin = file_.data() + offset;
   const void* newline = std::memchr(begin, '\n', fileSize_ - offset);
   const unsigned char* end =
@@ -205,7 +205,7 @@ EncodedText::Span EncodedText::value(Offset offset) const {
 }
 
 EncodedText::Span EncodedText::name(Offset offset, std::size_t length) const {
-  if (offset >= fileSize_) return own(offset);
+  if (isOwn(offset)) return own(offset);
   return Span{file_.data() + offset, file_.data() + offset + length, false, fileEnd()};
 }
 

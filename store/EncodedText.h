@@ -86,10 +86,10 @@ class EncodedText {
     std::vector<unsigned char> kept;
     kept.reserve(own_.size() - released_);
     visit([&](Offset& offset) {
-      if (offset < fileSize_) return;
-      const std::size_t at = offset - fileSize_;
+      if (!isOwn(offset)) return;
+      const std::size_t at = ownAt(offset);
       const std::size_t size = kLength + lengthAt(at);
-      offset = static_cast<Offset>(fileSize_ + kept.size());
+      offset = ownOffset(kept.size());
       kept.insert(kept.end(), own_.begin() + static_cast<std::ptrdiff_t>(at),
                   own_.begin() + static_cast<std::ptrdiff_t>(at + size));
     });
@@ -127,6 +127,11 @@ class EncodedText {
            static_cast<std::size_t>(own_[at + 2]) << 16 |
            static_cast<std::size_t>(own_[at + 3]) << 24;
   }
+  // The caller's texts are numbered from one past the file's end: a value
+  // that ends the file without a newline begins at its end.
+  bool isOwn(Offset offset) const { return offset > fileSize_; }
+  std::size_t ownAt(Offset offset) const { return offset - fileSize_ - 1; }
+  Offset ownOffset(std::size_t at) const { return static_cast<Offset>(fileSize_ + 1 + at); }
   Span own(Offset offset) const;
   const unsigned char* fileEnd() const { return file_.data() + file_.size(); }
 

@@ -206,10 +206,12 @@ void RecordSet::compose(FileImage& image) {
       if (2 * units == keyBytes) {
         image.refer(record, size);
       } else {
+        // Cut as it stands, not trimmed again: what precedes the null unit
+        // may end in a blank.
         const RecordView view = viewAt(loaded, offsetOf(slot));
-        const DataFile::Record cut(
-            decodeKey(view.key, 2 * units),
-            std::vector<unsigned char>(view.data, view.data + view.dataBytes));
+        DataFile::Record cut;
+        cut.key = decodeKey(view.key, 2 * units);
+        cut.data.assign(view.data, view.data + view.dataBytes);
         encodeRecord(cut, image.extend(encodedSize(cut)));
       }
     } else if (slot != 0) {

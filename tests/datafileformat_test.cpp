@@ -59,11 +59,11 @@ TEST(DataFileFormatTest, KeysAreBigEndianCutAtANullAndTrimmedWhenLoaded) {
   load(set, frame({0, ' ', 0, '\r', 0, 'a', 0, '\n', 0, '\t'}, {1}) + frame({0, ' ', 0, ' '}, {}));
   EXPECT_EQ(written(set), frame({0, '\r', 0, 'a'}, {1}) + frame({0, ' ', 0, ' '}, {}));
   // A key read with a null unit inside is kept whole, and matched and
-  // written up to that unit.
-  load(set, frame({0, 'a', 0, 0, 0, 'b'}, {2}));
-  EXPECT_FALSE(set.insert(Lumbrel::DataFile::Record({'A'}, {})));
-  EXPECT_EQ(written(set), frame({0, 'a'}, {2}));
-  EXPECT_EQ(set.at(0).getKey(), (Lumbrel::wstring{'a', 0, 'b'}));
+  // written up to that unit, blanks in front of it included.
+  load(set, frame({0, 'a', 0, ' ', 0, 0, 0, 'b'}, {2}));
+  EXPECT_FALSE(set.insert(Lumbrel::DataFile::Record({'A', ' ', 0}, {})));
+  EXPECT_EQ(written(set), frame({0, 'a', 0, ' '}, {2}));
+  EXPECT_EQ(set.at(0).getKey(), (Lumbrel::wstring{'a', ' ', 0, 'b'}));
 }
 
 TEST(DataFileFormatTest, DamageFailsWithTheRecordsBeforeIt) {

@@ -21,11 +21,12 @@ struct PropertyFileTest : ::testing::Test {
 TEST_F(PropertyFileTest, WhatSurvivesAndTheFirstOfEqualKeysIsFound) {
   // `[` means nothing here; plain key lines come back byte for byte (a CR LF is the line
   // end where text streams translate it).
-  writeFile(dir.native("f"), "[a=b]\n\xEF\xBB\xBFk=v\r\ngrüße=€");
+  writeFile(dir.native("f"), "[a=b]\n\xEF\xBB\xBFk=v\r\ngrüße=€\nlast=");
   file.open(kReadWrite);
+  EXPECT_EQ(file.getValue(W("LAST")), W(""));  // an empty value that ends the file
   file.close();
   EXPECT_EQ(readFile(dir.native("f")),
-            textBytes("[a=b]\n\xEF\xBB\xBFk=v") + "\r\n" + textBytes("grüße=€\n"));
+            textBytes("[a=b]\n\xEF\xBB\xBFk=v") + "\r\n" + textBytes("grüße=€\nlast=\n"));
   // Key lines keep their order, duplicates included; the other lines are lost.
   writeFile(dir.native("f"), "; c\n# c\n\nstray\n[Net]\n=v\nzebra=z\napple=p\na=1\nA=2\n");
   file.open(kReadWrite);
