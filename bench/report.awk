@@ -177,7 +177,7 @@ function judge_own(g,    o, key, figure, small, large, small_key, large_key, n, 
     return
   }
   figure = (rate[small_key, "lumbrel"] + 0) / (rate[large_key, "lumbrel"] + 0)
-  add_verdict("", label, "N " small "-" large, figure, met(goal_bound[g], figure) ? "met" : "MISSED",
+  add_verdict("", label, "-", figure, met(goal_bound[g], figure) ? "met" : "MISSED",
               operation_family[large_key] "/" operation_name[small_key] ".." large)
 }
 
