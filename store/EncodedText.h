@@ -70,7 +70,6 @@ class EncodedText {
   // model's. Raises std::length_error when the offsets cannot reach them.
   void adopt(ByteBuffer bytes, std::size_t size);
   const unsigned char* file() const { return file_.data(); }
-  std::size_t fileSize() const { return fileSize_; }
 
   // Stores the caller's text and gives its offset.
   Offset add(const wstring& text);

@@ -30,8 +30,6 @@ class HashIndex {
   std::size_t size() const { return links_.size(); }
   // Drops every position and the memory they took.
   void clear();
-  // Makes room for `count` positions.
-  void reserve(std::size_t count) { links_.reserve(count); }
 
   // Replaces every position by those of `hashes`: position p under
   // hashes[p]. On failure the index stays as it was.
