@@ -1,6 +1,7 @@
 #include "store/EncodedText.h"
 
 #include <cstring>
+#include <new>
 #include <stdexcept>
 
 namespace Lumbrel {
@@ -146,7 +147,7 @@ void EncodedText::clear() {
 }
 
 void EncodedText::adopt(ByteBuffer bytes, std::size_t size) {
-  if (size > kMaxOffset) throw std::length_error("settings file too large");
+  if (size > kMaxOffset) throw std::runtime_error("failed to read from file");
   file_ = std::move(bytes);
   fileSize_ = size;
   std::vector<unsigned char>().swap(own_);
@@ -159,7 +160,7 @@ EncodedText::Offset EncodedText::add(const wstring& text) {
   for (const unsigned short unit : text)
     bytes += unit == 0 ? 2 : unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
   if (fileSize_ + 1 + at + kLength + bytes > kMaxOffset)
-    throw std::length_error("settings text too large");
+    throw std::bad_alloc();
   own_.resize(at + kLength + bytes);
   unsigned char* out = own_.data() + at;
   for (int shift = 0; shift < 32; shift += 8) *out++ = static_cast<unsigned char>(bytes >> shift);

@@ -14,8 +14,9 @@
 //   lost (getValue gives back the whole value, nulls included), behind a
 //   32-bit length.
 // Both are one offset space: the file's bytes first, the caller's behind
-// them. Offsets are 32 bits, so the text of one model stays below 4 GiB (a
-// larger file fails to load with std::length_error).
+// them. Offsets are 32 bits, so the text of one model stays below 4 GiB: a
+// larger file fails to load as an unreadable one does, and text set beyond
+// that fails as memory that runs out does.
 //
 // Comparing, hashing and sorting decode on the fly, as compare() sees the
 // units: case folded, up to the first null unit; eight bytes at a time
@@ -67,7 +68,8 @@ class EncodedText {
   // Drops all text.
   void clear();
   // Takes a loaded file, of which the first `size` bytes are read as the
-  // model's. Raises std::length_error when the offsets cannot reach them.
+  // model's. Raises runtime_error "failed to read from file" when the
+  // offsets cannot reach them.
   void adopt(ByteBuffer bytes, std::size_t size);
   const unsigned char* file() const { return file_.data(); }
 

@@ -1,14 +1,15 @@
 #include "store/HashIndex.h"
 
-#include <stdexcept>
+#include <new>
 
 namespace Lumbrel {
 namespace store {
 namespace {
 
-// Two values of a 32-bit position mark the ends of chains.
+// Two values of a 32-bit position mark the ends of chains; an index that
+// would need more fails as one that runs out of memory.
 void checkRoom(std::size_t positions) {
-  if (positions >= 0xFFFFFFFEu) throw std::length_error("too many positions for the index");
+  if (positions >= 0xFFFFFFFEu) throw std::bad_alloc();
 }
 
 }  // namespace
