@@ -31,6 +31,16 @@
 #  define LUMBREL_API LUMBREL_EXPORTED
 #endif
 
+/// \def LUMBREL_LOCAL
+/// Keeps a class that an exported class declares for its own use (the model
+/// behind a pointer) out of the exported interface, where a nested class
+/// would otherwise follow its enclosing class.
+#if defined(_WIN32)
+#  define LUMBREL_LOCAL
+#else
+#  define LUMBREL_LOCAL __attribute__((visibility("hidden")))
+#endif
+
 /// \def LUMBREL_PLATFORM_HAS_GUID
 /// 1 where the platform declares the structure _GUID itself (<guiddef.h>), 0
 /// where the library declares it.

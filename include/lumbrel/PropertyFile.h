@@ -75,7 +75,7 @@ class LUMBREL_API PropertyFile : public File {
  private:
   // The entries and their lookup index, kept out of this header so that
   // their layout is no part of the library's interface.
-  class Model;
+  class LUMBREL_LOCAL Model;
   std::unique_ptr<Model> model;
 };
 
