@@ -12,4 +12,56 @@
 #define LUMBREL_PREFETCH(address) static_cast<void>(address)
 #endif
 
+// LUMBREL_HAVE_SSE2: 1 where the target has SSE2 (every x86-64), whose
+// intrinsics <emmintrin.h> then declares; 0 elsewhere, and where a build
+// undefines __SSE2__ to test the portable paths.
+#if defined(__SSE2__)
+#define LUMBREL_HAVE_SSE2 1
+#else
+#define LUMBREL_HAVE_SSE2 0
+#endif
+
+// LUMBREL_TARGET_SSSE3: marks a function compiled for SSSE3 on a target that
+// lacks it; call it only where platform::hasSsse3() (platform/Cpu.h) holds.
+// LUMBREL_CAN_TARGET_SSSE3 is 1 where such functions exist: x86 with SSE2,
+// under a compiler that takes target attributes and asks the processor.
+#if LUMBREL_HAVE_SSE2 && (defined(__GNUC__) || defined(__clang__)) && \
+    (defined(__x86_64__) || defined(__i386__))
+#define LUMBREL_CAN_TARGET_SSSE3 1
+#define LUMBREL_TARGET_SSSE3 __attribute__((target("ssse3")))
+#else
+#define LUMBREL_CAN_TARGET_SSSE3 0
+#define LUMBREL_TARGET_SSSE3
+#endif
+
+namespace Lumbrel {
+namespace platform {
+
+// The index of the lowest and of the highest set bit; `bits` must not be 0.
+inline unsigned lowestBit(unsigned bits) {
+#if defined(__GNUC__) || defined(__clang__)
+  return static_cast<unsigned>(__builtin_ctz(bits));
+#else
+  unsigned n = 0;
+  while ((bits & 1u) == 0) {
+    bits >>= 1;
+    ++n;
+  }
+  return n;
+#endif
+}
+
+inline unsigned highestBit(unsigned bits) {
+#if defined(__GNUC__) || defined(__clang__)
+  return 31u - static_cast<unsigned>(__builtin_clz(bits));
+#else
+  unsigned n = 0;
+  while (bits >>= 1) ++n;
+  return n;
+#endif
+}
+
+}  // namespace platform
+}  // namespace Lumbrel
+
 #endif  // LUMBREL_PLATFORM_COMPILER_H
