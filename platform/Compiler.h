@@ -21,17 +21,28 @@
 #define LUMBREL_HAVE_SSE2 0
 #endif
 
-// LUMBREL_TARGET_SSSE3: marks a function compiled for SSSE3 on a target that
-// lacks it; call it only where platform::hasSsse3() (platform/Cpu.h) holds.
+// LUMBREL_TARGET_SSSE3 and LUMBREL_TARGET_AVX2: mark a function compiled for
+// SSSE3 or AVX2 on a target that lacks them; call it only where
+// platform::hasSsse3() or hasAvx2() (platform/Cpu.h) holds.
 // LUMBREL_CAN_TARGET_SSSE3 is 1 where such functions exist: x86 with SSE2,
-// under a compiler that takes target attributes and asks the processor.
+// under a compiler that takes target attributes and asks the processor, and
+// unless LUMBREL_SSE2_ONLY is defined (a test build of the SSE2 paths).
 #if LUMBREL_HAVE_SSE2 && (defined(__GNUC__) || defined(__clang__)) && \
-    (defined(__x86_64__) || defined(__i386__))
+    (defined(__x86_64__) || defined(__i386__)) && !defined(LUMBREL_SSE2_ONLY)
 #define LUMBREL_CAN_TARGET_SSSE3 1
 #define LUMBREL_TARGET_SSSE3 __attribute__((target("ssse3")))
 #else
 #define LUMBREL_CAN_TARGET_SSSE3 0
 #define LUMBREL_TARGET_SSSE3
+#endif
+// LUMBREL_CAN_TARGET_AVX2: the same for AVX2, unless LUMBREL_NO_AVX2 is
+// defined (a test build of the SSSE3 paths).
+#if LUMBREL_CAN_TARGET_SSSE3 && !defined(LUMBREL_NO_AVX2)
+#define LUMBREL_CAN_TARGET_AVX2 1
+#define LUMBREL_TARGET_AVX2 __attribute__((target("avx2")))
+#else
+#define LUMBREL_CAN_TARGET_AVX2 0
+#define LUMBREL_TARGET_AVX2
 #endif
 
 // LUMBREL_INITIAL_EXEC_TLS: puts a thread_local variable of the library in
@@ -42,6 +53,17 @@
 #define LUMBREL_INITIAL_EXEC_TLS __attribute__((tls_model("initial-exec")))
 #else
 #define LUMBREL_INITIAL_EXEC_TLS
+#endif
+
+// LUMBREL_SPIN_PAUSE(): tells the processor that the thread is spinning on a
+// memory word, which spares power and the other thread of a core; nothing
+// where there is no such hint.
+#if (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
+#define LUMBREL_SPIN_PAUSE() __builtin_ia32_pause()
+#elif (defined(__GNUC__) || defined(__clang__)) && defined(__aarch64__)
+#define LUMBREL_SPIN_PAUSE() __asm__ __volatile__("yield")
+#else
+#define LUMBREL_SPIN_PAUSE() static_cast<void>(0)
 #endif
 
 namespace Lumbrel {

@@ -23,6 +23,19 @@ inline bool hasSsse3() {
 #endif
 }
 
+// The same for AVX2 (LUMBREL_TARGET_AVX2).
+inline bool hasAvx2() {
+#if LUMBREL_CAN_TARGET_AVX2
+  static const bool has = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0;
+  }();
+  return has;
+#else
+  return false;
+#endif
+}
+
 }  // namespace platform
 }  // namespace Lumbrel
 

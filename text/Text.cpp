@@ -11,7 +11,7 @@
 #include <emmintrin.h>
 #endif
 #if LUMBREL_CAN_TARGET_SSSE3
-#include <tmmintrin.h>
+#include <immintrin.h>
 #endif
 
 // Both codecs work on blocks where the target has SSE2: runs of ASCII, of
@@ -256,6 +256,77 @@ LUMBREL_TARGET_SSSE3 std::size_t storeMixedFormsSsse3(char* out, __m128i units) 
   return pos;
 }
 
+#if LUMBREL_CAN_TARGET_AVX2
+// A bit for each of the 32 bytes whose bits under `keep` are `value`.
+LUMBREL_TARGET_AVX2 inline std::uint32_t bytesWhere(__m256i bytes, unsigned keep, unsigned value) {
+  return static_cast<std::uint32_t>(_mm256_movemask_epi8(
+      _mm256_cmpeq_epi8(_mm256_and_si256(bytes, _mm256_set1_epi8(static_cast<char>(keep))),
+                        _mm256_set1_epi8(static_cast<char>(value)))));
+}
+
+// The 16 bytes at p, one per 16-bit lane.
+LUMBREL_TARGET_AVX2 inline __m256i widen(const unsigned char* p) {
+  return _mm256_cvtepu8_epi16(_mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(p))));
+}
+
+// decodeMixedBlock (below) on 32 bytes at once; reads 35 and writes up to 32
+// units. Sets `run` to 2 or 3 when the block holds forms of that length
+// only, else to 0.
+LUMBREL_TARGET_AVX2 std::size_t decodeMixedBlockAvx2(const unsigned char* p, unsigned short* out,
+                                                     std::size_t& written, unsigned& run) {
+  const __m256i b0 = _mm256_loadu_si256(static_cast<const __m256i*>(static_cast<const void*>(p)));
+  const std::uint32_t continuations = bytesWhere(b0, 0xC0, 0x80);
+  const std::uint32_t leads2 = bytesWhere(b0, 0xE0, 0xC0);
+  const std::uint32_t leads3 = bytesWhere(b0, 0xF0, 0xE0);
+  const auto high = static_cast<std::uint32_t>(_mm256_movemask_epi8(b0));
+  if ((high & ~(continuations | leads2 | leads3)) != 0) return 0;
+  const std::uint64_t expected = (std::uint64_t{leads2} << 1) | (std::uint64_t{leads3} << 1) |
+                                 (std::uint64_t{leads3} << 2);
+  if (static_cast<std::uint32_t>(expected) != continuations) return 0;
+  const std::size_t taken = (expected >> 32) != 0 ? platform::highestBit(leads2 | leads3) : 32;
+  run = leads2 == 0x55555555u ? 2 : leads3 == 0x49249249u ? 3 : 0;
+
+  __m256i units[2];
+  std::uint32_t nulls = 0;
+  for (std::size_t h = 0; h < 2; ++h) {
+    const unsigned char* at = p + 16 * h;
+    const __m256i x0 = widen(at);
+    const __m256i mid = _mm256_and_si256(widen(at + 1), _mm256_set1_epi16(0x3F));
+    const __m256i last = _mm256_and_si256(widen(at + 2), _mm256_set1_epi16(0x3F));
+    const __m256i two =
+        _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(x0, _mm256_set1_epi16(0x1F)), 6), mid);
+    const __m256i three = _mm256_or_si256(
+        _mm256_or_si256(_mm256_slli_epi16(x0, 12), _mm256_slli_epi16(mid, 6)), last);
+    const __m256i is2 = _mm256_cmpeq_epi16(_mm256_and_si256(x0, _mm256_set1_epi16(0xE0)),
+                                           _mm256_set1_epi16(0xC0));
+    const __m256i is3 = _mm256_cmpeq_epi16(_mm256_and_si256(x0, _mm256_set1_epi16(0xF0)),
+                                           _mm256_set1_epi16(0xE0));
+    const __m256i u = _mm256_or_si256(
+        _mm256_andnot_si256(_mm256_or_si256(is2, is3), x0),
+        _mm256_or_si256(_mm256_and_si256(is2, two), _mm256_and_si256(is3, three)));
+    nulls |= static_cast<std::uint32_t>(
+        _mm256_movemask_epi8(_mm256_cmpeq_epi16(u, _mm256_setzero_si256())));
+    units[h] = u;
+  }
+  if (nulls != 0) return 0;
+  const std::uint32_t keep =
+      ~continuations & (taken == 32 ? 0xFFFFFFFFu : (std::uint32_t{1} << taken) - 1);
+  std::size_t pos = 0;
+  for (std::size_t q = 0; q < 4; ++q) {
+    const __m256i u = units[q / 2];
+    const __m128i eight = q % 2 == 0 ? _mm256_castsi256_si128(u) : _mm256_extracti128_si256(u, 1);
+    const unsigned index = (keep >> (8 * q)) & 0xFFu;
+    _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(out + pos)),
+                     _mm_shuffle_epi8(eight, _mm_load_si128(static_cast<const __m128i*>(
+                                                 static_cast<const void*>(kUnitCompaction.shuffle[index])))));
+    pos += kUnitCompaction.count[index];
+  }
+  written = pos;
+  return taken;
+}
+
+#endif
+
 // The kept units among sixteen, bit k of `keep` for unit k, to `out`; gives
 // how many. Writes 16 units.
 LUMBREL_TARGET_SSSE3 std::size_t compactUnitsSsse3(__m128i low, __m128i high, unsigned keep,
@@ -496,12 +567,10 @@ unsigned threeByteBlock(const unsigned char* p, __m128i& units) {
 // a byte that is not ASCII, a lead of two or three bytes or the continuation
 // one of them expects (so every form holds exactly what the walk would take),
 // or a form that yields a null unit. A form that runs past the block is left
-// for the next one. Sets `kind` when the block holds forms of one length only.
-// Reads 18 bytes.
-enum class BlockKind { mixed, twoByte, threeByte };
-
+// for the next one. Sets `twoByteRun` when the block holds two-byte forms
+// only. Reads 18 bytes.
 std::size_t decodeMixedBlock(const unsigned char* p, unsigned short* out, std::size_t& written,
-                             BlockKind& kind, bool shuffles) {
+                             bool& twoByteRun, bool shuffles) {
   const __m128i zero = _mm_setzero_si128();
   const __m128i b0 = load128(p);
   const auto bytesWhere = [&](unsigned keep, unsigned value) {
@@ -515,8 +584,7 @@ std::size_t decodeMixedBlock(const unsigned char* p, unsigned short* out, std::s
   const unsigned expected = (leads2 << 1) | (leads3 << 1) | (leads3 << 2);
   if ((expected & 0xFFFF) != continuations) return 0;
   const std::size_t taken = (expected >> 16) != 0 ? platform::highestBit(leads2 | leads3) : 16;
-  if (leads2 == 0x5555) kind = BlockKind::twoByte;
-  if (leads3 == 0x9249) kind = BlockKind::threeByte;
+  twoByteRun = leads2 == 0x5555;
 
   const __m128i b1 = load128(p + 1);
   const __m128i b2 = load128(p + 2);
@@ -562,6 +630,22 @@ std::size_t decodeMixedBlock(const unsigned char* p, unsigned short* out, std::s
 }
 #endif
 
+#if LUMBREL_HAVE_SSE2
+// Decodes blocks of 16 bytes of two-byte forms alone from in + i while there
+// are, stopping 32 bytes before `end`.
+void takeTwoByteRun(const unsigned char* in, std::size_t& i, std::size_t end, unsigned short* out,
+                    std::size_t& pos) {
+  while (end - i >= 32) {
+    const __m128i v = load128(in + i);
+    const __m128i units = twoByteUnits(v);
+    if (twoByteLanes(v, units) != 0xFFFF) break;
+    store128(out + pos, units);
+    pos += 8;
+    i += 16;
+  }
+}
+#endif
+
 // The bytes in front of the first null byte among the first `limit`; `ascii`
 // is set to how many of them at the front are below 0x80.
 std::size_t measureBytes(const unsigned char* in, std::size_t limit, std::size_t& ascii) {
@@ -593,7 +677,7 @@ std::size_t measureBytes(const unsigned char* in, std::size_t limit, std::size_t
 wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
   if (ascii == n) return wstring(in, in + n);
   [[maybe_unused]] const bool shuffles = platform::hasSsse3();
-  [[maybe_unused]] unsigned threeByteBlocks = 0;
+  [[maybe_unused]] const bool wide = platform::hasAvx2();
   wstring result;
   result.reserve(n);
   // One unit for each byte of the chunk: enough for the blocks too, which
@@ -622,35 +706,51 @@ wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
           } while (mask(v) == 0);
           continue;
         }
+#if LUMBREL_CAN_TARGET_AVX2
+        if (wide && end - i >= 48) {
+          std::size_t written = 0;
+          unsigned run = 0;
+          const std::size_t taken = decodeMixedBlockAvx2(in + i, out + pos, written, run);
+          if (taken != 0) {
+            i += taken;
+            pos += written;
+            if (run == 2) {
+              takeTwoByteRun(in, i, end, out, pos);
+            } else if (run == 3) {
+              __m128i units;
+              while (end - i >= 32 && threeByteBlock(in + i, units) == 0xFFFF) {
+                store128(out + pos, units);
+                pos += 8;
+                i += 24;
+              }
+            }
+            continue;
+          }
+        }
+#endif
+        // Three-byte forms, as Chinese and Japanese text is mostly made of,
+        // are taken eight at a time, or as many as lead the block: a block
+        // that holds ASCII further on still moves the walk on.
+        if ((in[i] & 0xF0) == 0xE0) {
+          __m128i units;
+          const unsigned good = threeByteBlock(in + i, units);
+          const std::size_t forms = good == 0xFFFF ? 8 : platform::lowestBit(~good) / 2;
+          if (forms >= 2) {
+            store128(out + pos, units);
+            pos += forms;
+            i += 3 * forms;
+            continue;
+          }
+        }
         std::size_t written = 0;
-        BlockKind kind = BlockKind::mixed;
-        const std::size_t taken = decodeMixedBlock(in + i, out + pos, written, kind, shuffles);
+        bool twoByteRun = false;
+        const std::size_t taken = decodeMixedBlock(in + i, out + pos, written, twoByteRun, shuffles);
         if (taken != 0) {
           i += taken;
           pos += written;
-          // A block of one kind may start a run of it, which its own loop
-          // takes faster. Chinese or Japanese prose has many short runs of
-          // three-byte forms between ASCII, where trying that loop costs more
-          // than it brings: it is tried after two such blocks in a row.
-          if (kind != BlockKind::threeByte) threeByteBlocks = 0;
-          if (kind == BlockKind::twoByte) {
-            while (end - i >= 32) {
-              v = load128(in + i);
-              const __m128i units = twoByteUnits(v);
-              if (twoByteLanes(v, units) != 0xFFFF) break;
-              store128(out + pos, units);
-              pos += 8;
-              i += 16;
-            }
-          } else if (kind == BlockKind::threeByte && ++threeByteBlocks >= 4) {
-            threeByteBlocks = 0;
-            __m128i units;
-            while (end - i >= 32 && threeByteBlock(in + i, units) == 0xFFFF) {
-              store128(out + pos, units);
-              pos += 8;
-              i += 24;
-            }
-          }
+          // A block of two-byte forms alone may start a run of them, which
+          // its own loop takes faster.
+          if (twoByteRun) takeTwoByteRun(in, i, end, out, pos);
           continue;
         }
         walkEnd = i + 16;
