@@ -45,6 +45,14 @@
 #define LUMBREL_TARGET_AVX2
 #endif
 
+// LUMBREL_NOINLINE: keeps a function out of its callers, so that a rare path
+// costs a hot one no saved registers.
+#if defined(__GNUC__) || defined(__clang__)
+#define LUMBREL_NOINLINE __attribute__((noinline))
+#else
+#define LUMBREL_NOINLINE
+#endif
+
 // LUMBREL_INITIAL_EXEC_TLS: puts a thread_local variable of the library in
 // the block reserved at thread start, so that reaching it is one load from the
 // thread pointer rather than a call to the dynamic loader; for a few bytes,

@@ -1,16 +1,19 @@
-// The lock on POSIX: one futex word that holds the holder's kernel thread id
+// The lock on POSIX: one atomic word that holds the holder's kernel thread id
 // and three flags, a count of takes beside it, and reference-counted handles.
+// A free lock is taken with one compare-and-swap and given back with one
+// exchange; a thread that must wait sleeps on a condition variable beside the
+// word, which makes the wait a cancellation point (Thread::abort ends a thread
+// blocked here) without a timer under every sleep.
 //
 // A holder that ends must not keep its locks. Robust pthread mutexes get that
 // from the kernel by keeping each held mutex on a per-thread list that the
 // kernel walks at thread exit, at the price of list upkeep and a generic path
-// inside every lock and unlock. Here each thread keeps its own list of the
-// locks it holds, linked through the locks themselves, and a thread-specific
-// destructor, which runs however the thread ends (return, pthread_exit,
-// cancellation), marks each lock left on it abandoned and wakes a waiter: the
-// next taker learns of it as LockWait::abandoned. A free lock is taken with
-// one compare-and-swap, and given back with one exchange.
-#include <linux/futex.h>
+// inside every lock and unlock. Here a thread only counts the locks it holds,
+// and every lock is on one list of all locks, kept when a lock is made and
+// destroyed. A thread-specific destructor, which runs however the thread ends
+// (return, pthread_exit, cancellation), looks through that list when the
+// count is not zero, marks each lock the thread still holds abandoned and
+// wakes a waiter: the next taker learns of it as LockWait::abandoned.
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -30,7 +33,7 @@ namespace platform {
 namespace {
 
 // The word: the holder's thread id in the low bits (0: nobody), and flags.
-constexpr std::uint32_t kWaiters = 1u << 31;    // a thread may sleep on the word
+constexpr std::uint32_t kWaiters = 1u << 31;    // a thread may sleep on `parked`
 constexpr std::uint32_t kClosed = 1u << 30;     // the last handle went while held
 constexpr std::uint32_t kAbandoned = 1u << 29;  // the holder ended while holding it
 constexpr std::uint32_t kHolder = kAbandoned - 1;  // thread ids stay below 2^22
@@ -46,8 +49,12 @@ struct LockObject {
   std::atomic<long> handles{1};
   // Used by the holder alone.
   std::uint32_t depth = 0;
-  LockObject* previous = nullptr;  // in the holder's list of held locks
+  // In the list of all locks, under its mutex.
+  LockObject* previous = nullptr;
   LockObject* next = nullptr;
+  // Where waiters sleep. kWaiters is set and looked at under `park`.
+  pthread_mutex_t park;
+  pthread_cond_t parked;
 };
 
 namespace {
@@ -55,67 +62,112 @@ namespace {
 // The calling thread's id and the locks it holds. Constant-initialised and
 // trivially destroyed, so reaching it needs no guard.
 struct ThreadLocks {
-  std::uint32_t id;       // the kernel thread id; 0 until the thread first takes a lock
-  bool watched;           // the end-of-thread destructor is set for this thread
-  LockObject* held;       // most recently taken first
+  std::uint32_t id;    // the kernel thread id; 0 until the thread first takes a lock
+  std::uint32_t held;  // locks held, each counted once however often taken
+  bool watched;        // the end-of-thread destructor is set for this thread
 };
-LUMBREL_INITIAL_EXEC_TLS thread_local ThreadLocks self{0, false, nullptr};
+LUMBREL_INITIAL_EXEC_TLS thread_local ThreadLocks self{0, 0, false};
 
 pthread_key_t endKey;
 bool endKeyMade = false;
 
-long futex(std::atomic<std::uint32_t>* word, int operation, std::uint32_t value,
-           const timespec* deadline) {
-  return syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(word),
-                 operation | FUTEX_PRIVATE_FLAG, value, deadline, nullptr,
-                 FUTEX_BITSET_MATCH_ANY);
+// Every lock, for the threads that end holding some.
+pthread_mutex_t allLocksMutex = PTHREAD_MUTEX_INITIALIZER;
+LockObject* allLocks = nullptr;
+
+void unlist(LockObject* lock) {
+  if (lock->previous != nullptr)
+    lock->previous->next = lock->next;
+  else
+    allLocks = lock->next;
+  if (lock->next != nullptr) lock->next->previous = lock->previous;
 }
 
-void wakeOne(LockObject* lock) { futex(&lock->word, FUTEX_WAKE, 1, nullptr); }
+// Destroys a lock, off the list, that nobody holds and no handle reaches.
+// Taking `park` first waits for a thread that ended holding it to finish
+// waking waiters.
+void destroyUnlisted(LockObject* lock) {
+  pthread_mutex_lock(&lock->park);
+  pthread_mutex_unlock(&lock->park);
+  pthread_cond_destroy(&lock->parked);
+  pthread_mutex_destroy(&lock->park);
+  delete lock;
+}
+
+void destroy(LockObject* lock) {
+  pthread_mutex_lock(&allLocksMutex);
+  unlist(lock);
+  pthread_mutex_unlock(&allLocksMutex);
+  destroyUnlisted(lock);
+}
 
 // Runs when a thread that has taken a lock ends: every lock it still holds
 // is left abandoned, or destroyed if no handle on it remains.
 void threadEnds(void*) {
-  for (LockObject* lock = self.held; lock != nullptr;) {
-    LockObject* next = lock->next;
-    lock->depth = 0;
-    lock->holder.store(0, std::memory_order_relaxed);
-    lock->previous = lock->next = nullptr;
-    std::uint32_t old = lock->word.load(std::memory_order_relaxed);
-    for (;;) {
-      if ((old & kClosed) != 0) {
-        delete lock;
-        break;
+  LockObject* doomed = nullptr;
+  if (self.held != 0) {
+    pthread_mutex_lock(&allLocksMutex);
+    for (LockObject* lock = allLocks; lock != nullptr && self.held != 0;) {
+      LockObject* next = lock->next;
+      if (lock->holder.load(std::memory_order_relaxed) == self.id) {
+        --self.held;
+        lock->depth = 0;
+        lock->holder.store(0, std::memory_order_relaxed);
+        // Under `park`, taken while the lock is still held and so cannot be
+        // destroyed: a waiter woken here may take it, and close the last
+        // handle, only after `park` is given back. Acquire: a lock whose last
+        // handle went is destroyed after the closer's last use of it.
+        pthread_mutex_lock(&lock->park);
+        std::uint32_t old = lock->word.load(std::memory_order_acquire);
+        while ((old & kClosed) == 0 &&
+               !lock->word.compare_exchange_weak(old, kAbandoned, std::memory_order_release,
+                                                 std::memory_order_acquire)) {
+        }
+        if ((old & kWaiters) != 0) pthread_cond_signal(&lock->parked);
+        pthread_mutex_unlock(&lock->park);
+        if ((old & kClosed) != 0) {
+          unlist(lock);
+          lock->next = doomed;
+          doomed = lock;
+        }
       }
-      if (lock->word.compare_exchange_weak(old, kAbandoned, std::memory_order_release,
-                                           std::memory_order_relaxed)) {
-        if ((old & kWaiters) != 0) wakeOne(lock);
-        break;
-      }
+      lock = next;
     }
-    lock = next;
+    pthread_mutex_unlock(&allLocksMutex);
   }
-  self.held = nullptr;
+  while (doomed != nullptr) {
+    LockObject* next = doomed->next;
+    destroyUnlisted(doomed);
+    doomed = next;
+  }
   // A lock taken by a later destructor of this thread sets the key again,
   // which runs this once more.
   self.watched = false;
 }
 
-// After fork the child's one thread has a new id: the locks it holds move to it.
-void childAfterFork() {
-  if (self.id == 0) return;
-  const auto id = static_cast<std::uint32_t>(syscall(SYS_gettid));
-  for (LockObject* lock = self.held; lock != nullptr; lock = lock->next) {
-    lock->word.store((lock->word.load(std::memory_order_relaxed) & ~kHolder) | id,
-                     std::memory_order_relaxed);
-    lock->holder.store(id, std::memory_order_relaxed);
+// Around fork the list is held, so that the child finds it whole; the
+// child's one thread then has a new id, and the locks it holds move to it.
+void beforeFork() { pthread_mutex_lock(&allLocksMutex); }
+void afterForkInParent() { pthread_mutex_unlock(&allLocksMutex); }
+void afterForkInChild() {
+  if (self.id != 0 && self.held != 0) {
+    const auto id = static_cast<std::uint32_t>(syscall(SYS_gettid));
+    for (LockObject* lock = allLocks; lock != nullptr; lock = lock->next) {
+      if (lock->holder.load(std::memory_order_relaxed) != self.id) continue;
+      lock->word.store((lock->word.load(std::memory_order_relaxed) & ~kHolder) | id,
+                       std::memory_order_relaxed);
+      lock->holder.store(id, std::memory_order_relaxed);
+    }
+    self.id = id;
+  } else if (self.id != 0) {
+    self.id = static_cast<std::uint32_t>(syscall(SYS_gettid));
   }
-  self.id = id;
+  pthread_mutex_unlock(&allLocksMutex);
 }
 
 void setUpOnce() {
   endKeyMade = pthread_key_create(&endKey, threadEnds) == 0;
-  pthread_atfork(nullptr, nullptr, childAfterFork);
+  pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
 }
 
 // Deletes the key when the library is unloaded, so that no thread ending
@@ -126,103 +178,163 @@ struct KeyOwner {
   }
 } keyOwner;
 
-__attribute__((noinline)) std::uint32_t firstId() {
+LUMBREL_NOINLINE std::uint32_t firstId() {
   static pthread_once_t once = PTHREAD_ONCE_INIT;
   pthread_once(&once, setUpOnce);
   self.id = static_cast<std::uint32_t>(syscall(SYS_gettid));
   return self.id;
 }
 
-std::uint32_t selfId() {
-  const std::uint32_t id = self.id;
-  return id != 0 ? id : firstId();
+void watchThread() {
+  if (endKeyMade && pthread_setspecific(endKey, &self) == 0) self.watched = true;
 }
 
-__attribute__((noinline)) void watchThread() {
-  if (endKeyMade && pthread_setspecific(endKey, &self) == 0) self.watched = true;
+LUMBREL_NOINLINE LockWait watchThreadAndAcquired() {
+  watchThread();
+  return LockWait::acquired;
 }
 
 // The caller has just taken a free or abandoned lock.
 void took(LockObject* lock, std::uint32_t id) {
   lock->holder.store(id, std::memory_order_relaxed);
   lock->depth = 1;
-  lock->previous = nullptr;
-  lock->next = self.held;
-  if (self.held != nullptr) self.held->previous = lock;
-  self.held = lock;
+  ++self.held;
   if (!self.watched) watchThread();
 }
 
-void forget(LockObject* lock) {
-  if (lock->previous != nullptr)
-    lock->previous->next = lock->next;
-  else
-    self.held = lock->next;
-  if (lock->next != nullptr) lock->next->previous = lock->previous;
+LockWait acquire(LockObject* lock, std::uint32_t id, std::uint32_t milliseconds);
+
+// A thread's first lock: its id is read and the end-of-thread destructor is
+// set up, out of line.
+LUMBREL_NOINLINE LockWait acquireFirst(LockObject* lock, std::uint32_t milliseconds) {
+  return acquire(lock, firstId(), milliseconds);
 }
 
-// The time left until `end` on the monotonic clock, at most `cap`; zero once
-// it has passed.
-timespec timeLeft(const timespec& end, const timespec& cap) {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  timespec left{end.tv_sec - now.tv_sec, end.tv_nsec - now.tv_nsec};
-  if (left.tv_nsec < 0) {
-    left.tv_sec -= 1;
-    left.tv_nsec += 1000000000L;
+// Takes the lock if nobody holds it, with the flags in `waited`.
+bool tryTake(LockObject* lock, std::uint32_t id, std::uint32_t waited, LockWait& outcome) {
+  std::uint32_t old = lock->word.load(std::memory_order_relaxed);
+  while ((old & kHolder) == 0) {
+    if (lock->word.compare_exchange_weak(old, id | waited, std::memory_order_acquire,
+                                         std::memory_order_relaxed)) {
+      took(lock, id);
+      outcome = (old & kAbandoned) != 0 ? LockWait::abandoned : LockWait::acquired;
+      return true;
+    }
   }
-  if (left.tv_sec < 0) return timespec{0, 0};
-  if (left.tv_sec > cap.tv_sec || (left.tv_sec == cap.tv_sec && left.tv_nsec > cap.tv_nsec))
-    return cap;
-  return left;
+  return false;
 }
+
+// Sleeps on `parked` for a scope. A waiter that leaves without the lock (its
+// limit passed, or it was cancelled) may have been the one a release woke:
+// it wakes another in its place.
+class Parking {
+ public:
+  explicit Parking(LockObject* lock) : lock_(lock) { pthread_mutex_lock(&lock_->park); }
+  ~Parking() {
+    if (!took_) pthread_cond_signal(&lock_->parked);
+    pthread_mutex_unlock(&lock_->park);
+  }
+  Parking(const Parking&) = delete;
+  Parking& operator=(const Parking&) = delete;
+
+  void took() { took_ = true; }
+
+ private:
+  LockObject* lock_;
+  bool took_ = false;
+};
 
 // The wait for a lock that another thread holds, kept out of acquireLock so
 // that taking a free lock does not pay for its frame.
-__attribute__((noinline)) LockWait waitForLock(LockObject* lock, std::uint32_t id,
+LUMBREL_NOINLINE LockWait waitForLock(LockObject* lock, std::uint32_t id,
                                                std::uint32_t milliseconds) {
-  // A futex wait is no cancellation point, but a thread blocked here must
-  // end when it is aborted: wait in slices and look for a pending
-  // cancellation between them. An unlimited wait reads no clock.
-  constexpr timespec kSlice{0, 100 * 1000000L};
-  const bool forever = milliseconds == kWaitForever;
-  timespec end{};
-  bool endKnown = false;
-  // A thread that has slept takes the lock marked as waited for, since others
-  // may be asleep behind it: its release then wakes the next.
-  std::uint32_t waited = 0;
+  LockWait outcome = LockWait::acquired;
+  if (tryTake(lock, id, 0, outcome)) return outcome;
+  if (milliseconds == 0) return LockWait::timedOut;
+  const bool limited = milliseconds != kWaitForever;
+  const timespec deadline = limited ? monotonicDeadline(milliseconds) : timespec{};
+  Parking parking(lock);
   for (;;) {
+    // A thread that has slept takes the lock marked as waited for, since
+    // others may sleep behind it: its release then wakes the next.
+    if (tryTake(lock, id, kWaiters, outcome)) {
+      parking.took();
+      return outcome;
+    }
     std::uint32_t old = lock->word.load(std::memory_order_relaxed);
-    if ((old & kHolder) == 0) {
-      if (lock->word.compare_exchange_weak(old, id | waited, std::memory_order_acquire,
-                                           std::memory_order_relaxed)) {
-        took(lock, id);
-        return (old & kAbandoned) != 0 ? LockWait::abandoned : LockWait::acquired;
-      }
+    if ((old & kHolder) == 0 ||
+        ((old & kWaiters) == 0 &&
+         !lock->word.compare_exchange_weak(old, old | kWaiters, std::memory_order_relaxed)))
       continue;
-    }
-    if (milliseconds == 0) return LockWait::timedOut;
-    if ((old & kWaiters) == 0 &&
-        !lock->word.compare_exchange_weak(old, old | kWaiters, std::memory_order_relaxed))
-      continue;
-    waited = kWaiters;
-    timespec slice = kSlice;
-    if (!forever) {
-      if (!endKnown) {
-        end = monotonicDeadline(milliseconds);
-        endKnown = true;
+    const int result = limited ? pthread_cond_timedwait(&lock->parked, &lock->park, &deadline)
+                               : pthread_cond_wait(&lock->parked, &lock->park);
+    if (result == ETIMEDOUT) {
+      if (tryTake(lock, id, kWaiters, outcome)) {
+        parking.took();
+        return outcome;
       }
-      slice = timeLeft(end, kSlice);
-      if (slice.tv_sec == 0 && slice.tv_nsec == 0) return LockWait::timedOut;
+      return LockWait::timedOut;
     }
-    if (futex(&lock->word, FUTEX_WAIT, old | kWaiters, &slice) != 0 && errno == ETIMEDOUT)
-      pthread_testcancel();
+    if (result != 0) return LockWait::failed;
   }
+}
+
+// Every path but the first two stays out of line, so that taking a free lock
+// or one the caller holds saves no registers.
+LockWait acquire(LockObject* lock, std::uint32_t id, std::uint32_t milliseconds) {
+  // Only this thread can have put its own id there.
+  if (lock->holder.load(std::memory_order_relaxed) == id) {
+    ++lock->depth;
+    return LockWait::acquired;
+  }
+  std::uint32_t old = 0;
+  if (!lock->word.compare_exchange_strong(old, id, std::memory_order_acquire,
+                                          std::memory_order_relaxed))
+    return waitForLock(lock, id, milliseconds);
+  lock->holder.store(id, std::memory_order_relaxed);
+  lock->depth = 1;
+  ++self.held;
+  if (!self.watched) return watchThreadAndAcquired();
+  return LockWait::acquired;
+}
+
+// Wakes a waiter, or destroys the lock whose last handle went, after a
+// release that found `old` in the word.
+LUMBREL_NOINLINE void afterRelease(LockObject* lock, std::uint32_t old) {
+  if ((old & kClosed) != 0) {
+    destroy(lock);
+    return;
+  }
+  // The caller's handle keeps the lock alive through this.
+  pthread_mutex_lock(&lock->park);
+  pthread_cond_signal(&lock->parked);
+  pthread_mutex_unlock(&lock->park);
 }
 
 }  // namespace
 
-LockObject* createLock() { return new (std::nothrow) LockObject; }
+LockObject* createLock() {
+  auto* lock = new (std::nothrow) LockObject;
+  if (lock == nullptr) return nullptr;
+  pthread_condattr_t attributes;
+  bool ok = pthread_condattr_init(&attributes) == 0;
+  // The monotonic clock, so that a change of the wall clock neither shortens
+  // nor stretches a wait.
+  const bool conditionMade = ok && pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 &&
+                             pthread_cond_init(&lock->parked, &attributes) == 0;
+  if (ok) pthread_condattr_destroy(&attributes);
+  if (conditionMade && pthread_mutex_init(&lock->park, nullptr) == 0) {
+    pthread_mutex_lock(&allLocksMutex);
+    lock->next = allLocks;
+    if (allLocks != nullptr) allLocks->previous = lock;
+    allLocks = lock;
+    pthread_mutex_unlock(&allLocksMutex);
+    return lock;
+  }
+  if (conditionMade) pthread_cond_destroy(&lock->parked);
+  delete lock;
+  return nullptr;
+}
 
 LockObject* duplicateLock(LockObject* lock) {
   if (lock == nullptr) return nullptr;
@@ -234,11 +346,11 @@ bool closeLock(LockObject* lock) {
   if (lock == nullptr) return false;
   if (lock->handles.fetch_sub(1, std::memory_order_acq_rel) != 1) return true;
   // No handle is left, so nobody can wait for the lock any more, but a thread
-  // may still hold it: then the holder destroys it when it lets go.
+  // may still hold it: then the holder destroys it when it lets go or ends.
   std::uint32_t old = lock->word.load(std::memory_order_acquire);
   for (;;) {
     if ((old & kHolder) == 0) {
-      delete lock;
+      destroy(lock);
       return true;
     }
     if (lock->word.compare_exchange_weak(old, old | kClosed, std::memory_order_acq_rel,
@@ -249,20 +361,9 @@ bool closeLock(LockObject* lock) {
 
 LockWait acquireLock(LockObject* lock, std::uint32_t milliseconds) {
   if (lock == nullptr) return LockWait::failed;
-  const std::uint32_t id = selfId();
-  // Only this thread can have put its own id there.
-  if (lock->holder.load(std::memory_order_relaxed) == id) {
-    ++lock->depth;
-    return LockWait::acquired;
-  }
-  std::uint32_t old = 0;
-  if (
-      lock->word.compare_exchange_strong(old, id, std::memory_order_acquire,
-                                         std::memory_order_relaxed)) {
-    took(lock, id);
-    return LockWait::acquired;
-  }
-  return waitForLock(lock, id, milliseconds);
+  const std::uint32_t id = self.id;
+  if (id == 0) return acquireFirst(lock, milliseconds);
+  return acquire(lock, id, milliseconds);
 }
 
 bool releaseLock(LockObject* lock) {
@@ -270,13 +371,11 @@ bool releaseLock(LockObject* lock) {
   const std::uint32_t id = self.id;
   if (id == 0 || lock->holder.load(std::memory_order_relaxed) != id) return false;
   if (--lock->depth != 0) return true;
-  forget(lock);
+  --self.held;
   lock->holder.store(0, std::memory_order_relaxed);
-  const std::uint32_t old = lock->word.exchange(0, std::memory_order_release);
-  if ((old & kClosed) != 0)
-    delete lock;
-  else if ((old & kWaiters) != 0)
-    wakeOne(lock);
+  // Acquire too: with kClosed, the lock is destroyed after the closer's last use.
+  const std::uint32_t old = lock->word.exchange(0, std::memory_order_acq_rel);
+  if ((old & (kClosed | kWaiters)) != 0) afterRelease(lock, old);
   return true;
 }
 
