@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "platform/Compiler.h"
-
 #include "platform/Cpu.h"
 
 #if LUMBREL_HAVE_SSE2
@@ -16,10 +15,12 @@
 
 // Both codecs work on blocks where the target has SSE2: runs of ASCII, of
 // two-byte and of three-byte forms each in a loop of their own, and blocks
-// that mix them, as prose does, without a branch per form. Elsewhere, and at
-// the ends of the text, they walk one element at a time. The blocks only take
-// what the element-wise walk would take in the same way; any element they are
-// unsure of is left to that walk.
+// that mix them, as prose does, without a branch per form. Mixed blocks are
+// closed up by byte shuffles where the processor has SSSE3, and decoded 32
+// bytes at a time where it has AVX2, both asked once at run time. Elsewhere,
+// and at the ends of the text, the codecs walk one element at a time. The
+// blocks only take what the element-wise walk would take in the same way; any
+// element they are unsure of is left to that walk.
 //
 // Each result is allocated once. A first pass finds the measured length and
 // whether the text is all ASCII; such text is then copied through the range
