@@ -169,8 +169,8 @@ function ratio_text(ratio) {
 }
 
 # Judges every goal against every operation it matches: each (goal, operation)
-# pair is one verdict, decided by the lowest ratio among its peers. The peers'
-# rows in the table show the goal too.
+# pair that has peers is one verdict, decided by the lowest ratio among them.
+# The peers' rows in the table show the goal too.
 function judge(    o, key, g, n, chosen, i, peer, ratio, worst, worst_peer, verdict, label) {
   for (o = 1; o <= operation_count; o++) {
     key = operations[o]
@@ -194,8 +194,10 @@ function judge(    o, key, g, n, chosen, i, peer, ratio, worst, worst_peer, verd
           worst_peer = peer
         }
       }
-      if (n == 0) verdict = "no peer"
-      else if (worst == "none") verdict = "no figure"
+      # An operation that no peer measured (or whose named peer is not
+      # installed) has nothing to hold the library against.
+      if (n == 0) continue
+      if (worst == "none") verdict = "no figure"
       else verdict = met(goal_bound[g], worst) ? "met" : "MISSED"
       if (verdict != "met") missed++
       ++verdict_count
