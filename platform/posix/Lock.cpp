@@ -62,11 +62,12 @@ namespace {
 // The calling thread's id and the locks it holds. Constant-initialised and
 // trivially destroyed, so reaching it needs no guard.
 struct ThreadLocks {
-  std::uint32_t id;    // the kernel thread id; 0 until the thread first takes a lock
+  // The kernel thread id; 0 until the thread first takes a lock, which also
+  // sets up the end-of-thread destructor.
+  std::uint32_t id;
   std::uint32_t held;  // locks held, each counted once however often taken
-  bool watched;        // the end-of-thread destructor is set for this thread
 };
-LUMBREL_INITIAL_EXEC_TLS thread_local ThreadLocks self{0, 0, false};
+LUMBREL_INITIAL_EXEC_TLS thread_local ThreadLocks self{0, 0};
 
 pthread_key_t endKey;
 bool endKeyMade = false;
@@ -140,9 +141,9 @@ void threadEnds(void*) {
     destroyUnlisted(doomed);
     doomed = next;
   }
-  // A lock taken by a later destructor of this thread sets the key again,
-  // which runs this once more.
-  self.watched = false;
+  // A lock taken by a later destructor of this thread finds no id, and sets
+  // the key again with it, which runs this once more.
+  self.id = 0;
 }
 
 // Around fork the list is held, so that the child finds it whole; the
@@ -181,17 +182,9 @@ struct KeyOwner {
 LUMBREL_NOINLINE std::uint32_t firstId() {
   static pthread_once_t once = PTHREAD_ONCE_INIT;
   pthread_once(&once, setUpOnce);
+  if (endKeyMade) pthread_setspecific(endKey, &self);
   self.id = static_cast<std::uint32_t>(syscall(SYS_gettid));
   return self.id;
-}
-
-void watchThread() {
-  if (endKeyMade && pthread_setspecific(endKey, &self) == 0) self.watched = true;
-}
-
-LUMBREL_NOINLINE LockWait watchThreadAndAcquired() {
-  watchThread();
-  return LockWait::acquired;
 }
 
 // The caller has just taken a free or abandoned lock.
@@ -199,7 +192,6 @@ void took(LockObject* lock, std::uint32_t id) {
   lock->holder.store(id, std::memory_order_relaxed);
   lock->depth = 1;
   ++self.held;
-  if (!self.watched) watchThread();
 }
 
 LockWait acquire(LockObject* lock, std::uint32_t id, std::uint32_t milliseconds);
@@ -282,20 +274,18 @@ LUMBREL_NOINLINE LockWait waitForLock(LockObject* lock, std::uint32_t id,
 // Every path but the first two stays out of line, so that taking a free lock
 // or one the caller holds saves no registers.
 LockWait acquire(LockObject* lock, std::uint32_t id, std::uint32_t milliseconds) {
+  std::uint32_t old = 0;
+  if (lock->word.compare_exchange_strong(old, id, std::memory_order_acquire,
+                                         std::memory_order_relaxed)) {
+    took(lock, id);
+    return LockWait::acquired;
+  }
   // Only this thread can have put its own id there.
-  if (lock->holder.load(std::memory_order_relaxed) == id) {
+  if ((old & kHolder) == id) {
     ++lock->depth;
     return LockWait::acquired;
   }
-  std::uint32_t old = 0;
-  if (!lock->word.compare_exchange_strong(old, id, std::memory_order_acquire,
-                                          std::memory_order_relaxed))
-    return waitForLock(lock, id, milliseconds);
-  lock->holder.store(id, std::memory_order_relaxed);
-  lock->depth = 1;
-  ++self.held;
-  if (!self.watched) return watchThreadAndAcquired();
-  return LockWait::acquired;
+  return waitForLock(lock, id, milliseconds);
 }
 
 // Wakes a waiter, or destroys the lock whose last handle went, after a
