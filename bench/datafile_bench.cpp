@@ -6,6 +6,9 @@
 // the file whole and writes it whole; plain reads it with one fread, removes
 // it and writes it anew with one fwrite, the least a store that replaces its
 // file can do. Like the store, it reads into a fresh buffer each time.
+// open_close_N_records_crash_safe: the same with SaveMode::CRASH_SAFE, which
+// writes a temporary, flushes it to the disk and renames it over the file:
+// its cost beside the save in place is the price of that promise.
 // open_read_only_N_records: the same without the write; plain freads.
 // insert_N: N inserts of distinct keys in memory; plain fwrites the bytes of
 // such a file. remove_N removes every record by key from the front and
@@ -67,15 +70,24 @@ void report(benchmark::State& state, std::size_t n) {
                           static_cast<int64_t>(n * kRecordBytes));
 }
 
-void BM_OpenClose(benchmark::State& state, std::size_t n) {
+void openClose(benchmark::State& state, std::size_t n, Lumbrel::SaveMode mode) {
   const File::Path path(libraryName(dataFile(n)));
   for (auto _ : state) {
     DataFile file(path);
+    file.setSaveMode(mode);
     file.open(File::MODE_READ | File::MODE_WRITE);
     if (file.size() != n) state.SkipWithError("wrong record count");
     file.close();
   }
   report(state, n);
+}
+
+void BM_OpenClose(benchmark::State& state, std::size_t n) {
+  openClose(state, n, Lumbrel::SaveMode::IN_PLACE);
+}
+
+void BM_OpenCloseCrashSafe(benchmark::State& state, std::size_t n) {
+  openClose(state, n, Lumbrel::SaveMode::CRASH_SAFE);
 }
 
 void BM_OpenReadOnly(benchmark::State& state, std::size_t n) {
@@ -185,6 +197,7 @@ void add(const char* name, void (*function)(benchmark::State&, std::size_t), std
 void registerAll() {
   add("datafile/open_close_100000_records/lumbrel", BM_OpenClose, 100000);
   add("datafile/open_close_100000_records/plain", BM_PlainReadRewrite, 100000);
+  add("datafile/open_close_100000_records_crash_safe/lumbrel", BM_OpenCloseCrashSafe, 100000);
   add("datafile/open_read_only_100000_records/lumbrel", BM_OpenReadOnly, 100000);
   add("datafile/open_read_only_100000_records/plain", BM_PlainRead, 100000);
   add("datafile/insert_10000/lumbrel", BM_Insert, 10000);

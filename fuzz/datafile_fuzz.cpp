@@ -187,13 +187,16 @@ void checkCodec(const std::uint8_t* data, std::size_t size) {
   if (size != 0) std::memcpy(input.data(), data, size);
   bool setFailed = false;
   try {
-    set.load(std::move(input));
+    set.load(std::move(input), true);
   } catch (const std::exception&) {
     setFailed = true;
   }
+  Lumbrel::store::FileImage image;
+  set.compose(image);
   Bytes written;
-  set.encode([&written](const unsigned char* bytes, std::size_t count) {
+  image.write([&written](const unsigned char* bytes, std::size_t count) {
     written.insert(written.end(), bytes, bytes + count);
+    return true;
   });
   check(setFailed == failed && written == once);
 }

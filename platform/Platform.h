@@ -1,7 +1,8 @@
 // The operating-system seam of the library, for what tests must be able to
-// replace: the file system by name, the process's own file name and the host
-// queries. (Locks, threads, clocks and modules have their own headers in this
-// folder; nothing needs to substitute them.)
+// replace: the file system by name, the writing of a store's file, the
+// process's own file name and the host queries. (Locks, threads, clocks and
+// modules have their own headers in this folder; nothing needs to substitute
+// them.)
 //
 // Names passed in are the library's 8-bit file names, which may have the
 // Windows form (`C:\dir\file`); each implementation maps them to its native
@@ -14,7 +15,10 @@
 #define LUMBREL_PLATFORM_PLATFORM_H
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,6 +32,60 @@ struct HostEntry {
   bool hasCanonicalName = false;
   std::string canonicalName;
   std::vector<std::array<unsigned char, 4>> ipv4Addresses;  // in service order
+};
+
+// What a name leads to on disk, through any symbolic links.
+enum class FileKind {
+  missing,    // nothing, or a link that leads nowhere
+  regular,    // a plain file
+  directory,
+  other,      // a FIFO, a device or a socket
+};
+
+// How a WritableFile's creation went.
+enum class Creation {
+  created,
+  exists,  // something of that name is there already; nothing was touched
+  failed,
+};
+
+// One save of a file's whole content, prepared by Platform::newWritableFile
+// before anything on disk changes. It knows the file that the name leads to
+// (the target of a symbolic link, not the link) and the permission bits,
+// owner and group of the file that was there, and it holds every name its
+// steps need: once prepared, no step allocates, so a save can remove the old
+// file knowing that memory cannot fail it afterwards.
+//
+// A save in place is removeTarget, createTarget (truncateTarget when the old
+// file cannot be removed), append..., close. A crash-safe save is
+// createTemporary, append..., sync, commit, and discard on every way out that
+// does not commit. Steps report failure by their result and never raise.
+class WritableFile {
+ public:
+  virtual ~WritableFile();
+
+  // Removes the file the name leads to; true when nothing is there
+  // afterwards. Never removes a directory.
+  virtual bool removeTarget() = 0;
+  // Creates the target, refusing one that exists, with the old file's
+  // attributes (owner and group where the process may set them).
+  virtual Creation createTarget() = 0;
+  // Opens the existing target for writing and empties it.
+  virtual bool truncateTarget() = 0;
+  // Creates a new file beside the target, with the old file's attributes.
+  virtual bool createTemporary() = 0;
+  // Writes all `size` bytes to the file created last; false when fewer were
+  // written (those stay written).
+  virtual bool append(const unsigned char* bytes, std::size_t size) = 0;
+  // Forces what was written onto stable storage.
+  virtual bool sync() = 0;
+  // Closes the file; false when the system reports a failed write only now.
+  virtual bool close() = 0;
+  // Closes the temporary and puts it in the target's place in one step, then
+  // forces that onto stable storage; the old file stays whole until then.
+  virtual bool commit() = 0;
+  // Closes and removes a temporary that was not committed.
+  virtual void discard() = 0;
 };
 
 class Platform {
@@ -49,6 +107,11 @@ class Platform {
   virtual bool renameNoReplace(const std::string& from, const std::string& to) = 0;
   // True when both names exist and are one file.
   virtual bool sameFile(const std::string& a, const std::string& b) = 0;
+  // What `name` leads to.
+  virtual FileKind fileKind(const std::string& name) = 0;
+  // Prepares a save to `name` (see WritableFile); touches nothing on disk.
+  // Raises std::bad_alloc when memory runs out; never gives null.
+  virtual std::unique_ptr<WritableFile> newWritableFile(const std::string& name) = 0;
 
   // ---- The process and the host ----
 
@@ -90,6 +153,10 @@ class PlatformWrapper : public Platform {
     return target_.renameNoReplace(from, to);
   }
   bool sameFile(const std::string& a, const std::string& b) override { return target_.sameFile(a, b); }
+  FileKind fileKind(const std::string& name) override { return target_.fileKind(name); }
+  std::unique_ptr<WritableFile> newWritableFile(const std::string& name) override {
+    return target_.newWritableFile(name);
+  }
   wstring processFileName() override { return target_.processFileName(); }
   bool computerName(wstring& name, std::size_t capacity) override {
     return target_.computerName(name, capacity);

@@ -3,8 +3,6 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "store/ByteBuffer.h"
-#include "store/StoreFile.h"
 #include "store/RecordSet.h"
 
 namespace Lumbrel {
@@ -66,49 +64,28 @@ void DataFile::Record::setData(const std::vector<unsigned char>& value) {
 
 // ---- DataFile ----
 
-DataFile::DataFile() : File(), records(std::make_unique<store::RecordSet>()), loadFailed(false) {}
+DataFile::DataFile() : File(), records(std::make_unique<store::RecordSet>()) {}
 
 DataFile::DataFile(const File::Path& path)
-    : File(static_cast<wstring>(path)), records(std::make_unique<store::RecordSet>()), loadFailed(false) {}
+    : File(static_cast<wstring>(path)), records(std::make_unique<store::RecordSet>()) {}
 
-DataFile::~DataFile() { store::closeQuietly(*this); }
+DataFile::~DataFile() { store::StoreModel::closeQuietly(*this); }
 
-void DataFile::open(unsigned long word) {
+// Binary, so that no byte is translated on its way to or from the file.
+void DataFile::open(unsigned long word) { records->open(*this, word | MODE_BINARY); }
+
+void DataFile::close() { records->close(*this); }
+
+void DataFile::synchronize() { records->synchronize(*this); }
+
+void DataFile::setSaveMode(SaveMode saving) {
   FileLock guard(*this);
-  // Binary, so that no byte is translated on its way to or from the file.
-  File::open(word | MODE_BINARY);
-  records->clear();
-  loadFailed = false;
-  if ((getMode() & MODE_READ) == 0) return;
-  try {
-    loadRecords();
-  } catch (...) {
-    // The records in front of the damage stay; the file must not be
-    // replaced by them.
-    loadFailed = true;
-    throw;
-  }
+  records->setSaveMode(saving);
 }
 
-void DataFile::close() {
-  FileLock guard(*this);
-  if ((getMode() & MODE_WRITE) != 0 && !loadFailed) {
-    store::replaceFileContent(*this, [this] { storeRecords(); });
-  }
-  records->clear();
-  File::close();
-}
-
-void DataFile::synchronize() {
-  FileLock guard(*this);
-  if (!is_open()) return;
-  if ((getMode() & (MODE_READ | MODE_WRITE)) == MODE_WRITE) {
-    // Reopening for writing alone would empty the file just written and load
-    // nothing: write the records and keep them instead.
-    if (!loadFailed) store::replaceFileContent(*this, [this] { storeRecords(); });
-    return;
-  }
-  File::synchronize();
+SaveMode DataFile::getSaveMode() const {
+  FileLock guard(const_cast<DataFile&>(*this));
+  return records->saveMode();
 }
 
 unsigned long DataFile::size() const {
@@ -131,22 +108,6 @@ DataFile::Record& DataFile::operator[](unsigned long index) {
   FileLock guard(*this);
   if (index >= records->size()) throw std::out_of_range("object does not exist");
   return records->at(index);
-}
-
-void DataFile::loadRecords() {
-  // The whole file in one buffer, so that every length field can be checked
-  // against what is really there before anything is allocated for it.
-  store::ByteBuffer bytes;
-  const bool complete = store::readWholeFile(*this, bytes);
-  records->load(std::move(bytes));
-  if (!complete) throw std::runtime_error("failed to read from file");
-}
-
-void DataFile::storeRecords() {
-  records->encode([this](const unsigned char* bytes, std::size_t count) {
-    store::writeBytes(*this, bytes, count);
-  });
-  store::finishWriting(*this);
 }
 
 }  // namespace Lumbrel

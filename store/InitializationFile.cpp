@@ -9,16 +9,9 @@
 #include "platform/Compiler.h"
 #include "store/EntryIndex.h"
 #include "store/SettingsFormat.h"
-#include "store/StoreFile.h"
+#include "store/StoreModel.h"
 
 namespace Lumbrel {
-
-InitializationFile::InitializationFile() : File(), entries(), loadFailed(false) {}
-
-InitializationFile::InitializationFile(const File::Path& path)
-    : File(static_cast<wstring>(path)), entries(), loadFailed(false) {}
-
-InitializationFile::~InitializationFile() { store::closeQuietly(*this); }
 
 namespace {
 
@@ -71,13 +64,51 @@ void sortKeys(const Entries& entries, std::vector<KeyedEntry>& group) {
 
 }  // namespace
 
-bool InitializationFile::entryLess(const Entry& a, const Entry& b) {
+// The entries in model order, with the lookup index kept inside them.
+class InitializationFile::Model : public store::StoreModel {
+ public:
+  struct Entry {
+    wstring section;
+    wstring key;
+    wstring value;
+    // The lookup index over `entries` (store/EntryIndex.h): the hash of
+    // section and key, and two positions in `entries`.
+    std::size_t hash = 0;
+    std::size_t head = 0;
+    std::size_t next = 0;
+  };
+
+  // Ascending by section, then key, case ignored.
+  static bool entryLess(const Entry& a, const Entry& b);
+  // Appends an entry and indexes it.
+  void append(const wstring& section, wstring key, wstring value);
+  // The position of the first entry of that section and key, or the size.
+  std::size_t find(const wstring& section, const wstring& key) const;
+  void sortEntries();
+
+  std::vector<Entry> entries;
+
+ protected:
+  void clear() override { entries.clear(); }
+  void load(store::ByteBuffer bytes, bool complete) override;
+  void loaded() override { sortEntries(); }
+  void compose(store::FileImage& image) override;
+};
+
+InitializationFile::InitializationFile() : File(), model(std::make_unique<Model>()) {}
+
+InitializationFile::InitializationFile(const File::Path& path)
+    : File(static_cast<wstring>(path)), model(std::make_unique<Model>()) {}
+
+InitializationFile::~InitializationFile() { store::StoreModel::closeQuietly(*this); }
+
+bool InitializationFile::Model::entryLess(const Entry& a, const Entry& b) {
   const long bySection = compare(a.section, b.section);
   if (bySection != 0) return bySection < 0;
   return compare(a.key, b.key) < 0;
 }
 
-void InitializationFile::sortEntries() {
+void InitializationFile::Model::sortEntries() {
   // A file that this class wrote comes back sorted; checking that costs one
   // comparison per entry against the sort's many.
   if (std::is_sorted(entries.begin(), entries.end(), entryLess)) return;
@@ -146,13 +177,13 @@ void InitializationFile::sortEntries() {
   store::indexAll(entries);
 }
 
-void InitializationFile::append(const wstring& section, wstring key, wstring value) {
+void InitializationFile::Model::append(const wstring& section, wstring key, wstring value) {
   entries.push_back(Entry{section, std::move(key), std::move(value)});
   entries.back().hash = store::nameHash(section, entries.back().key);
   store::indexLast(entries);
 }
 
-std::size_t InitializationFile::find(const wstring& section, const wstring& key) const {
+std::size_t InitializationFile::Model::find(const wstring& section, const wstring& key) const {
   const std::size_t found =
       store::findIndexed(entries, store::nameHash(section, key), [&](const Entry& entry) {
         return compare(entry.section, section) == 0 && compare(entry.key, key) == 0;
@@ -160,22 +191,11 @@ std::size_t InitializationFile::find(const wstring& section, const wstring& key)
   return found == store::kNoEntry ? entries.size() : found;
 }
 
-void InitializationFile::open(unsigned long word) {
-  FileLock guard(*this);
-  File::open(word);
-  entries.clear();
-  loadFailed = false;
-  if ((getMode() & MODE_READ) != 0) readEntries();
-  sortEntries();
-}
-
-void InitializationFile::readEntries() {
-  store::ByteBuffer bytes;
-  const bool complete = store::readWholeFile(*this, bytes);
+void InitializationFile::Model::load(store::ByteBuffer bytes, bool complete) {
   const char* text = reinterpret_cast<const char*>(bytes.data());
-  // A line cut off by the failure is not taken.
-  if (!complete) bytes.resize(store::completeLines(text, bytes.size()));
-  store::SettingsReader reader(text, bytes.size(), store::SettingsLayout::Sectioned);
+  // A line cut off by a failed read is not taken.
+  const std::size_t size = complete ? bytes.size() : store::completeLines(text, bytes.size());
+  store::SettingsReader reader(text, size, store::SettingsLayout::Sectioned);
   // The section's part of the hash serves all the lines under one header.
   std::uint64_t seed = 0;
   while (reader.next()) {
@@ -186,49 +206,37 @@ void InitializationFile::readEntries() {
     entries[last].hash = store::nameHash(seed, entries[last].key);
   }
   store::indexAll(entries);
-  if (!complete) {
-    loadFailed = true;
-    throw std::runtime_error("failed to read from file");
-  }
 }
 
-void InitializationFile::writeEntries() {
+void InitializationFile::Model::compose(store::FileImage& image) {
+  sortEntries();
   store::SettingsWriter writer(store::SettingsLayout::Sectioned);
   for (const Entry& entry : entries) writer.add(entry.section, entry.key, entry.value);
-  store::replaceFileContent(*this, writer.bytes());
+  image.take(writer.release());
 }
 
-void InitializationFile::close() {
+void InitializationFile::open(unsigned long word) { model->open(*this, word); }
+
+void InitializationFile::close() { model->close(*this); }
+
+void InitializationFile::synchronize() { model->synchronize(*this); }
+
+void InitializationFile::setSaveMode(SaveMode saving) {
   FileLock guard(*this);
-  // The model is sorted for the file; without a write nothing can see the
-  // order before the model is emptied.
-  if ((getMode() & MODE_WRITE) != 0 && !loadFailed) {
-    sortEntries();
-    writeEntries();
-  }
-  entries.clear();
-  File::close();
+  model->setSaveMode(saving);
 }
 
-void InitializationFile::synchronize() {
-  FileLock guard(*this);
-  if (!is_open()) return;
-  if ((getMode() & (MODE_READ | MODE_WRITE)) == MODE_WRITE) {
-    // Reopening for writing alone would empty the file just written and read
-    // nothing back: write the model and keep it, as the reload would leave it.
-    sortEntries();
-    if (!loadFailed) writeEntries();
-    return;
-  }
-  File::synchronize();
+SaveMode InitializationFile::getSaveMode() const {
+  FileLock guard(const_cast<InitializationFile&>(*this));
+  return model->saveMode();
 }
 
 std::vector<wstring> InitializationFile::enumerateSections() {
   FileLock guard(*this);
   std::vector<wstring> sections;
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (i == 0 || compare(entries[i].section, entries[i - 1].section) != 0) {
-      sections.push_back(entries[i].section);
+  for (std::size_t i = 0; i < model->entries.size(); ++i) {
+    if (i == 0 || compare(model->entries[i].section, model->entries[i - 1].section) != 0) {
+      sections.push_back(model->entries[i].section);
     }
   }
   return sections;
@@ -236,25 +244,25 @@ std::vector<wstring> InitializationFile::enumerateSections() {
 
 void InitializationFile::createSection(const wstring& section) {
   FileLock guard(*this);
-  for (const Entry& entry : entries) {
+  for (const Model::Entry& entry : model->entries) {
     if (compare(entry.section, section) == 0) return;
   }
-  append(section, wstring(), wstring());
+  model->append(section, wstring(), wstring());
 }
 
 void InitializationFile::removeSection(const wstring& section) {
   FileLock guard(*this);
-  entries.erase(
-      std::remove_if(entries.begin(), entries.end(),
-                     [&](const Entry& entry) { return compare(entry.section, section) == 0; }),
-      entries.end());
-  store::indexAll(entries);
+  model->entries.erase(
+      std::remove_if(model->entries.begin(), model->entries.end(),
+                     [&](const Model::Entry& entry) { return compare(entry.section, section) == 0; }),
+      model->entries.end());
+  store::indexAll(model->entries);
 }
 
 std::vector<wstring> InitializationFile::enumerateKeys(const wstring& section) {
   FileLock guard(*this);
   std::vector<wstring> keys;
-  for (const Entry& entry : entries) {
+  for (const Model::Entry& entry : model->entries) {
     if (compare(entry.section, section) == 0) keys.push_back(entry.key);
   }
   return keys;
@@ -262,32 +270,32 @@ std::vector<wstring> InitializationFile::enumerateKeys(const wstring& section) {
 
 void InitializationFile::createKey(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  if (find(section, key) != entries.size()) return;
-  append(section, key, wstring());
+  if (model->find(section, key) != model->entries.size()) return;
+  model->append(section, key, wstring());
 }
 
 void InitializationFile::removeKey(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  const std::size_t found = find(section, key);
-  if (found == entries.size()) return;
-  entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(found));
-  store::indexAll(entries);
+  const std::size_t found = model->find(section, key);
+  if (found == model->entries.size()) return;
+  model->entries.erase(model->entries.begin() + static_cast<std::ptrdiff_t>(found));
+  store::indexAll(model->entries);
 }
 
 wstring InitializationFile::getValue(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  const std::size_t found = find(section, key);
-  return found != entries.size() ? entries[found].value : wstring();
+  const std::size_t found = model->find(section, key);
+  return found != model->entries.size() ? model->entries[found].value : wstring();
 }
 
 void InitializationFile::setValue(const wstring& section, const wstring& key,
                                   const wstring& value) {
   FileLock guard(*this);
-  const std::size_t found = find(section, key);
-  if (found != entries.size()) {
-    entries[found].value = value;
+  const std::size_t found = model->find(section, key);
+  if (found != model->entries.size()) {
+    model->entries[found].value = value;
   } else {
-    append(section, key, value);
+    model->append(section, key, value);
   }
 }
 

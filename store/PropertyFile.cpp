@@ -1,121 +1,125 @@
 #include "lumbrel/PropertyFile.h"
 
 #include <cstddef>
-#include <stdexcept>
 #include <utility>
 
 #include "store/EntryIndex.h"
 #include "store/SettingsFormat.h"
-#include "store/StoreFile.h"
+#include "store/StoreModel.h"
 
 namespace Lumbrel {
 
-PropertyFile::PropertyFile() : File(), entries(), loadFailed(false) {}
+// The entries in file order, new keys behind, with the lookup index kept
+// inside them.
+class PropertyFile::Model : public store::StoreModel {
+ public:
+  struct Entry {
+    wstring key;
+    wstring value;
+    // The lookup index over `entries` (store/EntryIndex.h): the hash of the
+    // key, and two positions in `entries`.
+    std::size_t hash = 0;
+    std::size_t head = 0;
+    std::size_t next = 0;
+  };
+
+  // Appends an entry and indexes it.
+  void append(wstring key, wstring value) {
+    entries.push_back(Entry{std::move(key), std::move(value)});
+    entries.back().hash = store::nameHash(entries.back().key);
+    store::indexLast(entries);
+  }
+
+  // The position of the first entry of that key, or the size.
+  std::size_t find(const wstring& key) const {
+    const std::size_t found = store::findIndexed(
+        entries, store::nameHash(key), [&](const Entry& entry) { return compare(entry.key, key) == 0; });
+    return found == store::kNoEntry ? entries.size() : found;
+  }
+
+  std::vector<Entry> entries;
+
+ protected:
+  void clear() override { entries.clear(); }
+
+  void load(store::ByteBuffer bytes, bool complete) override {
+    const char* text = reinterpret_cast<const char*>(bytes.data());
+    // A line cut off by a failed read is not taken.
+    const std::size_t size = complete ? bytes.size() : store::completeLines(text, bytes.size());
+    store::SettingsReader reader(text, size, store::SettingsLayout::Flat);
+    while (reader.next()) {
+      entries.push_back(Entry{std::move(reader.key()), std::move(reader.value())});
+      entries.back().hash = store::nameHash(entries.back().key);
+    }
+    store::indexAll(entries);
+  }
+
+  void compose(store::FileImage& image) override {
+    store::SettingsWriter writer(store::SettingsLayout::Flat);
+    const wstring noSection;
+    for (const Entry& entry : entries) writer.add(noSection, entry.key, entry.value);
+    image.take(writer.release());
+  }
+};
+
+PropertyFile::PropertyFile() : File(), model(std::make_unique<Model>()) {}
 
 PropertyFile::PropertyFile(const File::Path& path)
-    : File(static_cast<wstring>(path)), entries(), loadFailed(false) {}
+    : File(static_cast<wstring>(path)), model(std::make_unique<Model>()) {}
 
-PropertyFile::~PropertyFile() { store::closeQuietly(*this); }
+PropertyFile::~PropertyFile() { store::StoreModel::closeQuietly(*this); }
 
-void PropertyFile::open(unsigned long word) {
+void PropertyFile::open(unsigned long word) { model->open(*this, word); }
+
+void PropertyFile::close() { model->close(*this); }
+
+void PropertyFile::synchronize() { model->synchronize(*this); }
+
+void PropertyFile::setSaveMode(SaveMode saving) {
   FileLock guard(*this);
-  File::open(word);
-  entries.clear();
-  loadFailed = false;
-  if ((getMode() & MODE_READ) != 0) readEntries();
+  model->setSaveMode(saving);
 }
 
-void PropertyFile::readEntries() {
-  store::ByteBuffer bytes;
-  const bool complete = store::readWholeFile(*this, bytes);
-  const char* text = reinterpret_cast<const char*>(bytes.data());
-  // A line cut off by the failure is not taken.
-  if (!complete) bytes.resize(store::completeLines(text, bytes.size()));
-  store::SettingsReader reader(text, bytes.size(), store::SettingsLayout::Flat);
-  while (reader.next()) {
-    entries.push_back(Entry{std::move(reader.key()), std::move(reader.value())});
-    entries.back().hash = store::nameHash(entries.back().key);
-  }
-  store::indexAll(entries);
-  if (!complete) {
-    loadFailed = true;
-    throw std::runtime_error("failed to read from file");
-  }
-}
-
-void PropertyFile::writeEntries() {
-  store::SettingsWriter writer(store::SettingsLayout::Flat);
-  const wstring noSection;
-  for (const Entry& entry : entries) writer.add(noSection, entry.key, entry.value);
-  store::replaceFileContent(*this, writer.bytes());
-}
-
-void PropertyFile::close() {
-  FileLock guard(*this);
-  if ((getMode() & MODE_WRITE) != 0 && !loadFailed) writeEntries();
-  entries.clear();
-  File::close();
-}
-
-void PropertyFile::synchronize() {
-  FileLock guard(*this);
-  if (!is_open()) return;
-  if ((getMode() & (MODE_READ | MODE_WRITE)) == MODE_WRITE) {
-    // Reopening for writing alone would empty the file just written and read
-    // nothing back: write the model and keep it, as the reload would leave it.
-    if (!loadFailed) writeEntries();
-    return;
-  }
-  File::synchronize();
-}
-
-void PropertyFile::append(wstring key, wstring value) {
-  entries.push_back(Entry{std::move(key), std::move(value)});
-  entries.back().hash = store::nameHash(entries.back().key);
-  store::indexLast(entries);
-}
-
-std::size_t PropertyFile::find(const wstring& key) const {
-  const std::size_t found = store::findIndexed(
-      entries, store::nameHash(key), [&](const Entry& entry) { return compare(entry.key, key) == 0; });
-  return found == store::kNoEntry ? entries.size() : found;
+SaveMode PropertyFile::getSaveMode() const {
+  FileLock guard(const_cast<PropertyFile&>(*this));
+  return model->saveMode();
 }
 
 std::vector<wstring> PropertyFile::enumerateKeys() {
   FileLock guard(*this);
   std::vector<wstring> keys;
-  keys.reserve(entries.size());
-  for (const Entry& entry : entries) keys.push_back(entry.key);
+  keys.reserve(model->entries.size());
+  for (const Model::Entry& entry : model->entries) keys.push_back(entry.key);
   return keys;
 }
 
 void PropertyFile::createKey(const wstring& key) {
   FileLock guard(*this);
-  if (find(key) != entries.size()) return;
-  append(key, wstring());
+  if (model->find(key) != model->entries.size()) return;
+  model->append(key, wstring());
 }
 
 void PropertyFile::removeKey(const wstring& key) {
   FileLock guard(*this);
-  const std::size_t found = find(key);
-  if (found == entries.size()) return;
-  entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(found));
-  store::indexAll(entries);
+  const std::size_t found = model->find(key);
+  if (found == model->entries.size()) return;
+  model->entries.erase(model->entries.begin() + static_cast<std::ptrdiff_t>(found));
+  store::indexAll(model->entries);
 }
 
 wstring PropertyFile::getValue(const wstring& key) {
   FileLock guard(*this);
-  const std::size_t found = find(key);
-  return found != entries.size() ? entries[found].value : wstring();
+  const std::size_t found = model->find(key);
+  return found != model->entries.size() ? model->entries[found].value : wstring();
 }
 
 void PropertyFile::setValue(const wstring& key, const wstring& value) {
   FileLock guard(*this);
-  const std::size_t found = find(key);
-  if (found != entries.size()) {
-    entries[found].value = value;
+  const std::size_t found = model->find(key);
+  if (found != model->entries.size()) {
+    model->entries[found].value = value;
   } else {
-    append(key, value);
+    model->append(key, value);
   }
 }
 

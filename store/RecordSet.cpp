@@ -54,7 +54,7 @@ void RecordSet::clear() {
   dropIndex();
 }
 
-void RecordSet::load(ByteBuffer bytes) {
+void RecordSet::load(ByteBuffer bytes, bool) {
   clear();
   loaded = std::move(bytes);
   RecordDecoder decoder(loaded.data(), loaded.size());
@@ -129,41 +129,19 @@ void RecordSet::keyChanged(const DataFile::Record& record, std::uint64_t before)
   }
 }
 
-void RecordSet::encode(const std::function<void(const unsigned char*, std::size_t)>& write) const {
+void RecordSet::compose(FileImage& image) {
+  std::size_t built = 0;
   for (const Slot& slot : slots)
-    if (slot.state == State::Built) encodedSize(*slot.record);
-  // Runs of records never built go out as the bytes they were read from;
-  // built ones are encoded into a block that is handed over when full.
-  constexpr std::size_t kBlock = 256 * 1024;
-  std::vector<unsigned char> block;
-  std::size_t runStart = 0;
-  std::size_t runEnd = 0;
-  auto flushRun = [&] {
-    if (runEnd != runStart) write(loaded.data() + runStart, runEnd - runStart);
-    runStart = runEnd = 0;
-  };
-  auto flushBlock = [&] {
-    if (!block.empty()) write(block.data(), block.size());
-    block.clear();
-  };
+    if (slot.state == State::Built) built += encodedSize(*slot.record);
+  image.reserve(built);
   for (const Slot& slot : slots) {
     if (slot.state == State::Encoded) {
       const RecordView view = viewAt(loaded, slot.offset);
-      flushBlock();
-      if (runEnd != runStart && runEnd != view.offset) flushRun();
-      if (runEnd == runStart) runStart = runEnd = view.offset;
-      runEnd = view.offset + view.size;
+      image.refer(loaded.data() + view.offset, view.size);
     } else if (slot.state == State::Built) {
-      flushRun();
-      const std::size_t size = encodedSize(*slot.record);
-      if (!block.empty() && block.size() + size > kBlock) flushBlock();
-      const std::size_t used = block.size();
-      block.resize(used + size);
-      encodeRecord(*slot.record, block.data() + used);
+      encodeRecord(*slot.record, image.extend(encodedSize(*slot.record)));
     }
   }
-  flushRun();
-  flushBlock();
 }
 
 std::uint64_t RecordSet::hashOf(const Slot& slot) const {

@@ -18,6 +18,9 @@
 // Removal leaves a hole that the next positional access closes, so removing
 // many records costs one compaction, not one shift each.
 //
+// It is the DataFile's model (StoreModel), so the file's life is the one
+// every store shares.
+//
 // Not thread-safe: DataFile calls it under its lock, and a key change through
 // a handed-out record reaches it under whatever lock that record's user
 // holds (a FileLock, when the DataFile is shared).
@@ -26,13 +29,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <vector>
 
 #include "lumbrel/DataFile.h"
 #include "store/ByteBuffer.h"
 #include "store/KeyIndex.h"
+#include "store/StoreModel.h"
 
 namespace Lumbrel {
 namespace store {
@@ -41,20 +44,18 @@ namespace store {
 // null unit. Keys that compare equal hash equal.
 std::uint64_t foldedKeyHash(const wstring& key);
 
-class RecordSet {
+class RecordSet : public StoreModel {
  public:
   RecordSet() = default;
-  ~RecordSet();
-  RecordSet(const RecordSet&) = delete;
-  RecordSet& operator=(const RecordSet&) = delete;
+  ~RecordSet() override;
 
   std::size_t size() const { return live; }
   // Deletes every record.
-  void clear();
+  void clear() override;
   // Replaces the records by those encoded in `bytes`, in order, without any
   // search for equal keys. Raises what the decoder raises; the records in
   // front of the damage are kept then.
-  void load(ByteBuffer bytes);
+  void load(ByteBuffer bytes, bool complete) override;
   // Takes ownership and appends, without any search.
   void append(std::unique_ptr<DataFile::Record> record);
   // Appends a copy unless a record with an equal key is stored; false then.
@@ -68,11 +69,10 @@ class RecordSet {
   // hashed to `before`.
   void keyChanged(const DataFile::Record& record, std::uint64_t before);
 
-  // Hands the encoded records, in order, to `write(const unsigned char*,
-  // std::size_t)` in as few pieces as it can. Raises runtime_error "failed
-  // to write to file", before writing anything, when a record's lengths do
-  // not fit the format.
-  void encode(const std::function<void(const unsigned char*, std::size_t)>& write) const;
+  // The file: runs of records never built refer to the bytes they were read
+  // from, built ones are encoded into the image. Raises runtime_error
+  // "failed to write to file" when a record's lengths do not fit the format.
+  void compose(FileImage& image) override;
 
  private:
   enum class State : unsigned char { Encoded, Built, Removed };

@@ -16,6 +16,7 @@
 #define LUMBREL_STORE_SETTINGS_FORMAT_H
 
 #include <cstddef>
+#include <utility>
 
 #include "lumbrel/Text.h"
 
@@ -78,6 +79,8 @@ class SettingsWriter {
   // ignored, from the previous entry's; the flat layout ignores `section`.
   void add(const wstring& section, const wstring& key, const wstring& value);
   const string& bytes() const { return bytes_; }
+  // Hands the bytes over, leaving the writer empty.
+  string release() { return std::move(bytes_); }
 
  private:
   SettingsLayout layout_;

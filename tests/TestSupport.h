@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 
 #include "lumbrel/Text.h"
@@ -58,7 +58,9 @@ class TempDir {
 
 inline std::string readFile(const std::string& native) {
   std::ifstream in(native, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  std::ostringstream bytes;
+  if (in.peek() != std::ifstream::traits_type::eof()) bytes << in.rdbuf();
+  return bytes.str();
 }
 
 inline void writeFile(const std::string& native, const std::string& bytes) {

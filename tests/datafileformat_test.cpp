@@ -35,13 +35,16 @@ Bytes operator+(Bytes a, const Bytes& b) {
 void load(RecordSet& set, const Bytes& bytes) {
   Lumbrel::store::ByteBuffer buffer(bytes.size());
   std::memcpy(buffer.data(), bytes.data(), bytes.size());
-  set.load(std::move(buffer));
+  set.load(std::move(buffer), true);
 }
 
-Bytes written(const RecordSet& set) {
+Bytes written(RecordSet& set) {
+  Lumbrel::store::FileImage image;
+  set.compose(image);
   Bytes out;
-  set.encode([&out](const unsigned char* bytes, std::size_t count) {
+  image.write([&out](const unsigned char* bytes, std::size_t count) {
     out.insert(out.end(), bytes, bytes + count);
+    return true;
   });
   return out;
 }

@@ -1,8 +1,13 @@
 // The pure parts of the lumbrel tool: the dump text and the command line.
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <string>
+#include <vector>
+
 #include "Arguments.h"
 #include "Dump.h"
+#include "ManualPage.h"
 #include "TestSupport.h"
 
 namespace {
@@ -75,6 +80,27 @@ TEST(ArgumentsTest, RefusesWrongCommandLines) {
   for (const auto& [arguments, message] : rows)
     EXPECT_THROW_MSG(parseArguments(arguments), UsageError, message);
   EXPECT_THROW(parseArguments({"frobnicate"}), UsageError);
+}
+
+// The page must carry every line of every help text, escaped for roff.
+TEST(ManualPageTest, HoldsEveryLineOfTheHelpTexts) {
+  const std::string page = manualPage("9.8.7");
+  EXPECT_NE(page.find("\"lumbrel 9.8.7\""), std::string::npos);
+  std::vector<std::string> commands = commandNames();
+  commands.insert(commands.begin(), "");
+  for (const std::string& command : commands) {
+    std::istringstream lines(helpText(command));
+    for (std::string line; std::getline(lines, line);) {
+      if (line.compare(0, 7, "usage: ") == 0) line.erase(0, 7);
+      line.erase(0, line.find_first_not_of(' ') == std::string::npos ? line.size()
+                                                                       : line.find_first_not_of(' '));
+      std::string escaped;
+      for (const char c : line) {
+        escaped += c == '-' ? "\\-" : c == '\\' ? "\\e" : std::string(1, c);
+      }
+      EXPECT_NE(page.find(escaped), std::string::npos) << command << ": " << line;
+    }
+  }
 }
 
 }  // namespace

@@ -2,11 +2,15 @@
 // arguments, standard input, and its output, errors and exit status read back.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <fstream>
+#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "TestSupport.h"
+#include "platform/Process.h"
 
 namespace {
 
@@ -128,9 +132,84 @@ TEST_F(ToolTest, FaultsAreReportedWithTheirStatusAndTouchNoFile) {
   run({"data", "put", "x.dat"}, 2, "lumbrel: too few arguments" + usage);
   run({"data", "put", "-e", "x.dat", "\\q"}, 2,
       "lumbrel: KEY: unknown escape \\q in the key" + usage);
-  run({"ini", "set", "x.ini", "S", "a=b", "v"}, 2,
-      "lumbrel: KEY cannot hold '='\nusage: lumbrel ini set FILE SECTION KEY VALUE\n");
+  const std::string iniUsage = "\nusage: lumbrel ini set [--force] FILE SECTION KEY VALUE\n";
+  run({"ini", "set", "x.ini", "S", "a=b", "v"}, 2, "lumbrel: KEY cannot hold '='" + iniUsage);
+  run({"ini", "set", "x.ini", "S", "k", "\xC3("}, 2, "lumbrel: VALUE is not UTF-8 text" + iniUsage);
   EXPECT_FALSE(exists("none.dat") || exists("x.dat") || exists("x.ini"));
+
+  // A file the rewrite would not give back as settings is left alone, unless forced.
+  const std::string script = "#!/bin/sh\nexec app\nx=1\n";
+  writeFile(dir.native("run.sh"), script);
+  run({"props", "set", "run.sh", "k", "v"}, 3,
+      "lumbrel: run.sh is not a settings file: line 2 is neither a setting nor a comment, and set "
+      "would drop it (--force rewrites the file all the same)\n");
+  writeFile(dir.native("top.ini"), "k=1\n[S]\n");
+  run({"ini", "remove", "top.ini", "S"}, 3,
+      "lumbrel: top.ini is not a settings file: line 1 stands before the first section, and remove "
+      "would drop it (--force rewrites the file all the same)\n");
+  writeFile(dir.native("bin.ini"), std::string("[S]\nk=\0\n", 8));
+  run({"ini", "set", "bin.ini", "S", "k", "v"}, 3,
+      "lumbrel: bin.ini is not a settings file: it is not UTF-8 text, and set would drop it "
+      "(--force rewrites the file all the same)\n");
+  EXPECT_EQ(file("run.sh"), script);
+  run({"props", "set", "--force", "run.sh", "k", "v"});
+  EXPECT_EQ(file("run.sh"), "x=1\nk=v\n");
+}
+
+// The editing commands save crash-safe: killed at any moment, they leave the
+// old file or the new one, whole.
+TEST_F(ToolTest, KilledWhileSavingLeavesTheOldOrTheNewFileWhole) {
+  std::string old;
+  for (unsigned short i = 0; i < 1000; ++i)
+    old += record({'k', static_cast<unsigned short>(0x100 + i)}, std::string(10000, 'a'));
+  const std::string changed = old + record({'n', 'e', 'w'}, "x");
+  const std::string name = dir.native("big.dat");
+  writeFile(name, old);
+  writeFile(dir.native("x"), "x");
+  const std::vector<std::string> put = {LUMBREL_TOOL, "data", "put", name, "new", dir.native("x")};
+  const std::vector<std::string> remove = {LUMBREL_TOOL, "data", "remove", name, "new"};
+  const auto started = std::chrono::steady_clock::now();
+  ASSERT_EQ(Lumbrel::platform::waitProcess(Lumbrel::platform::startProcess(put)), 0);
+  const auto whole = std::chrono::steady_clock::now() - started;
+  ASSERT_TRUE(file("big.dat") == changed);
+
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  std::uniform_int_distribution<long long> moment(0, 2 * (whole.count() + 1));
+  for (int round = 0; round < 30; ++round) {
+    const bool hasNew = file("big.dat") == changed;
+    Lumbrel::platform::ProcessObject* tool = Lumbrel::platform::startProcess(hasNew ? remove : put);
+    ASSERT_NE(tool, nullptr);
+    std::this_thread::sleep_for(std::chrono::steady_clock::duration(moment(random)));
+    Lumbrel::platform::killProcess(tool);
+    Lumbrel::platform::waitProcess(tool);
+    const std::string now = file("big.dat");
+    ASSERT_TRUE(now == old || now == changed) << "round " << round << ": " << now.size() << " bytes";
+  }
+}
+
+// Two programs that save one file at the same moment: one save stands, whole.
+TEST_F(ToolTest, TwoProgramsSavingOneFileLeaveOneOfTheirSavesWhole) {
+  std::string base;
+  for (int i = 0; i < 20000; ++i) base += "key" + std::to_string(i) + "=value of some length\n";
+  const std::string name = dir.native("p.properties");
+  for (int round = 0; round < 10; ++round) {
+    writeFile(name, base);
+    Lumbrel::platform::ProcessObject* first =
+        Lumbrel::platform::startProcess({LUMBREL_TOOL, "props", "set", name, "key1", "first"});
+    Lumbrel::platform::ProcessObject* second =
+        Lumbrel::platform::startProcess({LUMBREL_TOOL, "props", "set", name, "key1", "second"});
+    EXPECT_EQ(Lumbrel::platform::waitProcess(first), 0);
+    EXPECT_EQ(Lumbrel::platform::waitProcess(second), 0);
+    std::string expected = base;
+    const std::size_t at = expected.find("key1=") + 5;
+    const std::size_t end = expected.find('\n', at);
+    const std::string now = file("p.properties");
+    ASSERT_TRUE(now == std::string(expected).replace(at, end - at, "first") ||
+                now == std::string(expected).replace(at, end - at, "second"))
+        << "round " << round;
+  }
 }
 
 TEST_F(ToolTest, TourHelpVersionAndTheValueCommandsRun) {

@@ -1,7 +1,11 @@
-// Symbol visibility for the lumbrelcommon shared library.
-//
-// The library is built with hidden visibility; LUMBREL_API marks the classes
-// and free functions that form its public interface.
+/// \file
+/// Symbol visibility for the lumbrelcommon shared library.
+///
+/// The library is built with hidden visibility; LUMBREL_API marks the classes
+/// and free functions that form its public interface.
+///
+/// \def LUMBREL_API
+/// Marks a class or free function as part of the exported interface.
 #ifndef LUMBREL_EXPORT_H
 #define LUMBREL_EXPORT_H
 

@@ -1,10 +1,15 @@
-// Everything lumbrelcommon exports, in one include.
+/// \file
+/// Everything lumbrelcommon exports, in one include.
+///
+/// \namespace Lumbrel
+/// Everything lumbrelcommon exports: its classes, free functions and constants.
 #ifndef LUMBREL_LUMBREL_H
 #define LUMBREL_LUMBREL_H
 
 #include "lumbrel/Text.h"
 #include "lumbrel/Mutex.h"
 #include "lumbrel/File.h"
+#include "lumbrel/SaveMode.h"
 #include "lumbrel/DataFile.h"
 #include "lumbrel/InitializationFile.h"
 #include "lumbrel/PropertyFile.h"

@@ -6,12 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <vector>
 
 #include "platform/Platform.h"
+#include "platform/posix/PosixWritableFile.h"
 
 namespace Lumbrel {
 namespace platform {
@@ -77,6 +77,20 @@ class PosixPlatform final : public Platform {
            x.st_dev == y.st_dev && x.st_ino == y.st_ino;
   }
 
+  // A name that cannot be looked at (a folder on the way refuses) counts as
+  // missing: opening it will fail the same way.
+  FileKind fileKind(const std::string& name) override {
+    struct stat info;
+    if (::stat(nativeName(name).c_str(), &info) != 0) return FileKind::missing;
+    if (S_ISREG(info.st_mode)) return FileKind::regular;
+    if (S_ISDIR(info.st_mode)) return FileKind::directory;
+    return FileKind::other;
+  }
+
+  std::unique_ptr<WritableFile> newWritableFile(const std::string& name) override {
+    return newPosixWritableFile(nativeName(name));
+  }
+
   // `/opt/app/bin/agent` is given as `Z:\opt\app\bin\agent`.
   wstring processFileName() override {
     std::string path(4096, '\0');
@@ -136,26 +150,12 @@ class PosixPlatform final : public Platform {
   }
 };
 
-std::atomic<Platform*> installed{nullptr};
-
 }  // namespace
-
-Platform::~Platform() = default;
 
 Platform& native() {
   static PosixPlatform instance;
   return instance;
 }
-
-Platform& current() {
-  Platform* substitute = installed.load(std::memory_order_acquire);
-  return substitute != nullptr ? *substitute : native();
-}
-
-ScopedPlatform::ScopedPlatform(Platform& substitute)
-    : previous_(installed.exchange(&substitute, std::memory_order_acq_rel)) {}
-
-ScopedPlatform::~ScopedPlatform() { installed.store(previous_, std::memory_order_release); }
 
 }  // namespace platform
 }  // namespace Lumbrel

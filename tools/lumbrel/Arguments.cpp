@@ -12,27 +12,28 @@ struct Form {
   std::size_t minOperands;
   std::size_t maxOperands;
   bool takesEscapedKey;
+  bool takesForce;
 };
 
 const Form forms[] = {
-    {"tour", "", "[DIR]", 0, 1, false},
-    {"data", "list", "FILE", 1, 1, false},
-    {"data", "get", "[-e] FILE KEY", 2, 2, true},
-    {"data", "put", "[-e] FILE KEY [INPUT]", 2, 3, true},
-    {"data", "remove", "[-e] FILE KEY", 2, 2, true},
-    {"data", "dump", "FILE", 1, 1, false},
-    {"data", "load", "FILE [DUMP]", 1, 2, false},
-    {"ini", "list", "FILE [SECTION]", 1, 2, false},
-    {"ini", "get", "FILE SECTION KEY", 3, 3, false},
-    {"ini", "set", "FILE SECTION KEY VALUE", 4, 4, false},
-    {"ini", "remove", "FILE SECTION [KEY]", 2, 3, false},
-    {"props", "list", "FILE", 1, 1, false},
-    {"props", "get", "FILE KEY", 2, 2, false},
-    {"props", "set", "FILE KEY VALUE", 3, 3, false},
-    {"props", "remove", "FILE KEY", 2, 2, false},
-    {"uuid", "", "[-n N]", 0, 0, false},
-    {"date", "", "[TEXT]", 0, 1, false},
-    {"host", "", "", 0, 0, false},
+    {"tour", "", "[DIR]", 0, 1, false, false},
+    {"data", "list", "FILE", 1, 1, false, false},
+    {"data", "get", "[-e] FILE KEY", 2, 2, true, false},
+    {"data", "put", "[-e] FILE KEY [INPUT]", 2, 3, true, false},
+    {"data", "remove", "[-e] FILE KEY", 2, 2, true, false},
+    {"data", "dump", "FILE", 1, 1, false, false},
+    {"data", "load", "FILE [DUMP]", 1, 2, false, false},
+    {"ini", "list", "FILE [SECTION]", 1, 2, false, false},
+    {"ini", "get", "FILE SECTION KEY", 3, 3, false, false},
+    {"ini", "set", "[--force] FILE SECTION KEY VALUE", 4, 4, false, true},
+    {"ini", "remove", "[--force] FILE SECTION [KEY]", 2, 3, false, true},
+    {"props", "list", "FILE", 1, 1, false, false},
+    {"props", "get", "FILE KEY", 2, 2, false, false},
+    {"props", "set", "[--force] FILE KEY VALUE", 3, 3, false, true},
+    {"props", "remove", "[--force] FILE KEY", 2, 2, false, true},
+    {"uuid", "", "[-n N]", 0, 0, false, false},
+    {"date", "", "[TEXT]", 0, 1, false, false},
+    {"host", "", "", 0, 0, false, false},
 };
 
 const char* const toolUsage = "usage: lumbrel COMMAND [ARGUMENTS]   (lumbrel --help lists the commands)\n";
@@ -113,7 +114,9 @@ const char* const dataHelp =
     "Dump escapes. Keys: printable ASCII as itself, controls, surrogates and\n"
     "non-characters as \\uXXXX, other units as UTF-8. Data: printable ASCII as\n"
     "itself, other bytes as \\xHH. Both: \\\\ \\t \\n \\r.\n"
-    "put and remove rewrite the whole file, the other records as they were.\n";
+    "put, remove and load write the new file beside the old one and rename it over\n"
+    "it, so that the file is the old one or the new one whole, whenever the tool\n"
+    "stops.\n";
 
 const char* const iniHelp =
     "\n"
@@ -129,9 +132,14 @@ const char* const iniHelp =
     "set and remove rewrite the whole file as the store writes it: sections and keys\n"
     "sorted, each section once, comments, blank lines and lines outside a section\n"
     "dropped. list and get never change the file; nor does a remove that finds\n"
-    "nothing. set refuses what the file could not give back as given: a line\n"
-    "break, '=' in KEY, blanks at the ends of KEY or at the end of VALUE, a KEY\n"
-    "beginning with '#', ';' or '[', a SECTION beginning with '[' or ending with ']'.\n";
+    "nothing. set refuses what the file could not give back as given: text that\n"
+    "is not UTF-8, a line break, '=' in KEY, blanks at the ends of KEY or at the\n"
+    "end of VALUE, a KEY beginning with '#', ';' or '[', a SECTION beginning with\n"
+    "'[' or ending with ']'. set and remove refuse a FILE that is not settings\n"
+    "(not UTF-8 text, or with lines the rewrite would drop besides comments and\n"
+    "blank lines, such as a key line before the first section) unless --force.\n"
+    "The new file is written beside the old one and renamed over it, so that the\n"
+    "file is the old one or the new one whole, whenever the tool stops.\n";
 
 const char* const propsHelp =
     "\n"
@@ -146,8 +154,13 @@ const char* const propsHelp =
     "set and remove rewrite the whole file as the store writes it: the key lines in\n"
     "their order, comments, blank lines and lines without '=' dropped. list and get\n"
     "never change the file; nor does a remove that finds nothing. set refuses what\n"
-    "the file could not give back as given: a line break, '=' in KEY, blanks at\n"
-    "the ends of KEY or at the end of VALUE, a KEY beginning with '#' or ';'.\n";
+    "the file could not give back as given: text that is not UTF-8, a line break,\n"
+    "'=' in KEY, blanks at the ends of KEY or at the end of VALUE, a KEY beginning\n"
+    "with '#' or ';'. set and remove refuse a FILE that is not settings (not UTF-8\n"
+    "text, or with lines the rewrite would drop besides comments and blank lines)\n"
+    "unless --force. The new file is written beside the old one and renamed over\n"
+    "it, so that the file is the old one or the new one whole, whenever the tool\n"
+    "stops.\n";
 
 const char* const tourHelp =
     "\n"
@@ -194,6 +207,14 @@ std::string helpText(const std::string& command) {
   if (command == "date") return usageText(command) + dateHelp;
   if (command == "host") return usageText(command) + hostHelp;
   return toolHelp;
+}
+
+std::vector<std::string> commandNames() {
+  std::vector<std::string> names;
+  for (const Form& form : forms) {
+    if (names.empty() || names.back() != form.command) names.emplace_back(form.command);
+  }
+  return names;
 }
 
 Invocation parseArguments(const std::vector<std::string>& arguments) {
@@ -257,6 +278,8 @@ Invocation parseArguments(const std::vector<std::string>& arguments) {
       optionsEnded = true;
     } else if (argument == "-e" && form.takesEscapedKey) {
       invocation.escapedKey = true;
+    } else if (argument == "--force" && form.takesForce) {
+      invocation.force = true;
     } else if (argument == "-n" && invocation.command == "uuid") {
       if (at + 1 == arguments.size()) throw UsageError("-n wants a number", usage);
       invocation.count = parseCount(arguments[++at], usage);

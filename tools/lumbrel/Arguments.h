@@ -23,6 +23,7 @@ struct Invocation {
   std::string verb;      // list, get, ... for data, ini and props
   std::vector<std::string> operands;
   bool escapedKey = false;  // data -e: KEY is written as in a dump
+  bool force = false;       // ini/props --force: rewrite a file that is not settings
   unsigned long count = 1;  // uuid -n
 };
 
@@ -45,6 +46,8 @@ Invocation parseArguments(const std::vector<std::string>& arguments);
 std::string usageText(const std::string& command, const std::string& verb = "");
 // The full help of a command, or of the tool when `command` is empty.
 std::string helpText(const std::string& command);
+// The commands, in the order the help lists them.
+std::vector<std::string> commandNames();
 
 // The library's name for a native path given on the command line: relative
 // paths are taken from `workingDirectory` (the library itself would anchor

@@ -28,6 +28,93 @@ std::string usageFor(const Invocation& invocation) {
 // something changed leaves the file as it was after a lookup that finds nothing.
 void markChanged(File& file) { file.setMode(file.getMode() | File::MODE_WRITE); }
 
+// Every command that changes a file saves it crash-safe: whenever the tool
+// stops, even killed, the file is the old one or the new one, whole. A file
+// that does not exist yet is not opened, since opening would make it empty at
+// once; the save makes it in one step. False when there was no file.
+template <class Store>
+bool openStore(Store& file, const std::string& name, bool mayCreate) {
+  file.setSaveMode(Lumbrel::SaveMode::CRASH_SAFE);
+  if (mayCreate && !File::exists(make_wstring(name))) return false;
+  file.open(File::MODE_READ);
+  return true;
+}
+
+// True for UTF-8 in its shortest form, without surrogates, up to U+10FFFF.
+bool isUtf8(const std::string& text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    std::size_t count = 0;
+    unsigned long unit = 0;
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    } else if (lead >= 0xC2 && lead <= 0xDF) {
+      count = 1, unit = lead & 0x1Fu;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      count = 2, unit = lead & 0x0Fu;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      count = 3, unit = lead & 0x07u;
+    } else {
+      return false;
+    }
+    if (text.size() - i <= count) return false;
+    for (std::size_t k = 1; k <= count; ++k) {
+      const auto next = static_cast<unsigned char>(text[i + k]);
+      if ((next & 0xC0u) != 0x80u) return false;
+      unit = (unit << 6) | (next & 0x3Fu);
+    }
+    const unsigned long shortest = count == 1 ? 0x80 : count == 2 ? 0x800 : 0x10000;
+    if (unit < shortest || unit > 0x10FFFF || (unit >= 0xD800 && unit <= 0xDFFF)) return false;
+    i += count + 1;
+  }
+  return true;
+}
+
+// Why rewriting `text` through a settings store would lose more than its
+// comments, blank lines and the blanks at line ends; empty when it would not.
+std::string settingsLoss(const std::string& text, bool sectioned) {
+  if (text.find('\0') != std::string::npos || !isUtf8(text)) return "it is not UTF-8 text";
+  bool inSection = false;
+  std::size_t number = 0;
+  for (std::size_t start = 0; start < text.size();) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    ++number;
+    // A carriage return of a line written on Windows counts as a blank here:
+    // the store keeps it in the value, so nothing is lost by it.
+    std::size_t first = start;
+    std::size_t last = end;
+    while (first < last && (text[first] == ' ' || text[first] == '\t' || text[first] == '\r')) ++first;
+    while (last > first && (text[last - 1] == ' ' || text[last - 1] == '\t' || text[last - 1] == '\r')) --last;
+    start = end + 1;
+    if (first == last || text[first] == '#' || text[first] == ';') continue;
+    if (sectioned && text[first] == '[') {
+      inSection = true;
+      continue;
+    }
+    const std::size_t equals = text.find('=', first);
+    const std::string line = "line " + std::to_string(number);
+    if (equals >= last) return line + " is neither a setting nor a comment";
+    if (equals == first) return line + " has an empty key";
+    if (sectioned && !inSection) return line + " stands before the first section";
+  }
+  return "";
+}
+
+// Refuses to rewrite a FILE that would not come back as settings, unless
+// --force: the store would drop what it cannot read.
+void checkRewrite(const Invocation& invocation, const std::string& native, bool sectioned) {
+  if (invocation.force) return;
+  std::ifstream in(native, std::ios::binary);
+  if (!in) return;  // missing: made new; unreadable: the store says so
+  const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  const std::string loss = settingsLoss(text, sectioned);
+  if (loss.empty()) return;
+  throw ToolError(native + " is not a settings file: " + loss + ", and " + invocation.verb +
+                  " would drop it (--force rewrites the file all the same)");
+}
+
 // ---- data ----
 
 // KEY as the store will hold it: decoded, then normalised by the record itself
@@ -81,7 +168,7 @@ void loadDump(const Invocation& invocation, const std::string& name) {
   // under a stand-in key that matches nothing and gets its own key back
   // through the stored record, which insert does not check.
   Lumbrel::DataFile file{Lumbrel::File::Path(make_wstring(name))};
-  file.open(File::MODE_WRITE);
+  openStore(file, name, true);
   unsigned long standIns = 0;
   for (const Lumbrel::DataFile::Record& record : records) {
     unsigned long before = file.size();
@@ -101,6 +188,7 @@ void loadDump(const Invocation& invocation, const std::string& name) {
       }
     }
   }
+  markChanged(file);
   file.close();
 }
 
@@ -111,6 +199,7 @@ void loadDump(const Invocation& invocation, const std::string& name) {
 void checkSettingsText(const Invocation& invocation, const std::string& what,
                        const std::string& text, bool isKey, bool isSection) {
   const std::string usage = usageFor(invocation);
+  if (!isUtf8(text)) throw UsageError(what + " is not UTF-8 text", usage);
   if (text.find_first_of("\r\n") != std::string::npos) {
     throw UsageError(what + " cannot hold a line break", usage);
   }
@@ -205,19 +294,20 @@ int runData(const Invocation& invocation) {
   if (verb == "put") {
     const Bytes data = readInput(invocation.operands.size() > 2 ? invocation.operands[2] : "-");
     Lumbrel::DataFile file(path);
-    file.open(File::MODE_READ | File::MODE_WRITE);
+    openStore(file, name, true);
     const unsigned long index = findRecord(file, key);
     if (index < file.size()) {
       file[index].setData(data);
     } else {
       file.insert(Lumbrel::DataFile::Record(key, data));
     }
+    markChanged(file);
     file.close();
     return STATUS_OK;
   }
 
   Lumbrel::DataFile file(path);
-  file.open(File::MODE_READ);
+  openStore(file, name, false);
   const unsigned long index = findRecord(file, key);
   if (index == file.size()) {
     file.close();
@@ -250,14 +340,16 @@ int runIni(const Invocation& invocation) {
   const wstring section = operands.size() > 1 ? make_wstring(operands[1]) : wstring();
   const wstring key = operands.size() > 2 ? make_wstring(operands[2]) : wstring();
 
+  if (verb == "set" || verb == "remove") checkRewrite(invocation, operands[0], true);
   if (verb == "set") {
-    file.open(File::MODE_READ | File::MODE_WRITE);
+    openStore(file, name, true);
     file.setValue(section, key, make_wstring(operands[3]));
+    markChanged(file);
     file.close();
     return STATUS_OK;
   }
 
-  file.open(File::MODE_READ);
+  openStore(file, name, false);
   int status = STATUS_OK;
   if (verb == "list" && operands.size() == 1) {
     for (const wstring& each : distinctNames(file.enumerateSections())) {
@@ -295,14 +387,16 @@ int runProps(const Invocation& invocation) {
   Lumbrel::PropertyFile file{File::Path(make_wstring(name))};
   const wstring key = operands.size() > 1 ? make_wstring(operands[1]) : wstring();
 
+  if (verb == "set" || verb == "remove") checkRewrite(invocation, operands[0], false);
   if (verb == "set") {
-    file.open(File::MODE_READ | File::MODE_WRITE);
+    openStore(file, name, true);
     file.setValue(key, make_wstring(operands[2]));
+    markChanged(file);
     file.close();
     return STATUS_OK;
   }
 
-  file.open(File::MODE_READ);
+  openStore(file, name, false);
   int status = STATUS_OK;
   if (verb == "list") {
     for (const wstring& each : distinctNames(file.enumerateKeys())) {
