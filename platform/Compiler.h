@@ -63,17 +63,6 @@
 #define LUMBREL_INITIAL_EXEC_TLS
 #endif
 
-// LUMBREL_SPIN_PAUSE(): tells the processor that the thread is spinning on a
-// memory word, which spares power and the other thread of a core; nothing
-// where there is no such hint.
-#if (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
-#define LUMBREL_SPIN_PAUSE() __builtin_ia32_pause()
-#elif (defined(__GNUC__) || defined(__clang__)) && defined(__aarch64__)
-#define LUMBREL_SPIN_PAUSE() __asm__ __volatile__("yield")
-#else
-#define LUMBREL_SPIN_PAUSE() static_cast<void>(0)
-#endif
-
 namespace Lumbrel {
 namespace platform {
 

@@ -6,13 +6,13 @@
 // arrive before any waiter runs. Manual-reset events count signals, so that a
 // waiter blocked at a signal leaves even if a reset follows at once.
 #include <pthread.h>
+#include <sched.h>
 #include <time.h>
 
 #include <atomic>
 #include <cerrno>
 #include <new>
 
-#include "platform/Compiler.h"
 #include "platform/Event.h"
 #include "platform/posix/PthreadSupport.h"
 
@@ -39,9 +39,9 @@ namespace {
 
 thread_local bool creationFails = false;
 
-// Pauses of a waiter that looks for a signal before it blocks: a few
-// microseconds.
-constexpr int kSpinRounds = 256;
+// Looks of a waiter for a signal before it blocks, each after giving up the
+// processor: some microseconds in all.
+constexpr int kLooks = 16;
 
 // Counts a blocked auto-reset waiter for a scope. A waiter that leaves without
 // its release (it was cancelled) must not take a signal with it: a release no
@@ -212,16 +212,18 @@ EventWait waitEvent(EventObject* event, std::uint32_t milliseconds) {
   if (event == nullptr) return EventWait::failed;
   const bool limited = milliseconds != kWaitForever;
   const timespec deadline = limited ? monotonicDeadline(milliseconds) : timespec{};
-  // An auto-reset signal often comes within a few microseconds, as when two
+  // An auto-reset signal often comes within microseconds, as when two
   // threads hand work to and fro: looking for it a little while first saves
   // both the sleep and the signaller's wake-up call, since a signal that finds
-  // no blocked waiter only sets the flag. The flag is taken under the mutex
-  // below, so the look changes nothing else. A manual-reset event is not
-  // looked for: a signal and reset while the waiter spun would pass it by.
+  // no blocked waiter only sets the flag. Between looks the waiter yields, so
+  // that a signaller waiting for the same processor runs at once, where
+  // spinning on would only delay it. The flag is taken under the mutex below,
+  // so the looks change nothing else. A manual-reset event is not looked for:
+  // a signal and reset between two looks would pass the waiter by.
   if (event->autoReset && milliseconds != 0) {
-    for (int round = 0; round < kSpinRounds; ++round) {
+    for (int look = 0; look < kLooks; ++look) {
       if (event->signalled.load(std::memory_order_relaxed)) break;
-      LUMBREL_SPIN_PAUSE();
+      sched_yield();
     }
   }
   if (pthread_mutex_lock(&event->mutex) != 0) return EventWait::failed;
