@@ -6,7 +6,8 @@
 # as JSON to the file named by `json`.
 #
 # Case names are <family>/<operation>/<impl>, impl `lumbrel` for the library.
-# The rate is bytes_per_second or items_per_second, whichever the case sets.
+# The rate is bytes_per_second or items_per_second, whichever the case sets;
+# of a case run several times, the median's.
 # Plain awk (mawk too): the programs write one JSON member a line.
 #
 #   awk -v goals=bench/goals -v json=out.json -v skipped="POCO ICU" -v stamp="..." \
@@ -28,10 +29,10 @@ function program_family(file) {
 
 # Stores the case read so far, if it is a measured run.
 function flush(    parts, count, i, family, operation, impl, key) {
-  if (name == "" || run_type == "aggregate") {
-    name = ""
-    return
-  }
+  # A case repeated several times counts by its median.
+  if (run_type == "aggregate" && aggregate_name == "median" && run_name != "") name = run_name
+  else if (run_type == "aggregate") name = ""
+  if (name == "") return
   count = split(name, parts, "/")
   if (count >= 3 && parts[1] ~ /^[a-z0-9_]+$/ && parts[3] !~ /:/ &&
       parts[3] !~ /^(real_time|manual_time|process_time)$/) {
@@ -72,12 +73,16 @@ function flush(    parts, count, i, family, operation, impl, key) {
   name = value_of($0)
   name_file = FILENAME
   run_type = ""
+  run_name = ""
+  aggregate_name = ""
   bytes = ""
   items = ""
   error = ""
   next
 }
 name != "" && /^[ \t]*"run_type":/ { run_type = value_of($0) }
+name != "" && /^[ \t]*"run_name":/ { run_name = value_of($0) }
+name != "" && /^[ \t]*"aggregate_name":/ { aggregate_name = value_of($0) }
 name != "" && /^[ \t]*"bytes_per_second":/ { bytes = value_of($0) }
 name != "" && /^[ \t]*"items_per_second":/ { items = value_of($0) }
 name != "" && /^[ \t]*"error_message":/ { error = value_of($0) }
