@@ -1,7 +1,5 @@
 #include "lumbrel/Thread.h"
 
-#include <cxxabi.h>
-
 #include <cstdint>
 
 #include "platform/Thread.h"
@@ -72,20 +70,15 @@ unsigned long Thread::getCurrentThreadId() { return platform::currentThreadId();
 
 void Thread::sleep(unsigned int time) { platform::sleepMilliseconds(time); }
 
-// The cancellation unwind carries no C++ object, so the handler below binds
-// its reference to null, which is how that unwind is caught by design; the
-// null-reference check of the sanitizers would stop the process there.
-__attribute__((no_sanitize("null"))) void* Thread::entry(void* object) {
+void* Thread::entry(void* object) {
   auto* self = static_cast<Thread*>(object);
-  try {
-    return self->run(self->argument_);
-  } catch (abi::__forced_unwind&) {
-    // abort() ends the thread by unwinding its stack; that must go on to the
-    // end of the thread, or the process is aborted.
-    throw;
-  } catch (...) {
-    return reinterpret_cast<void*>(~std::uintptr_t{0});
-  }
+  return platform::callCatchingExceptions(&Thread::runEntry, self,
+                                          reinterpret_cast<void*>(~std::uintptr_t{0}));
+}
+
+void* Thread::runEntry(void* object) {
+  auto* self = static_cast<Thread*>(object);
+  return self->run(self->argument_);
 }
 
 }  // namespace Lumbrel

@@ -6,11 +6,13 @@
 #ifndef LUMBREL_FUZZ_FUZZ_FILES_H
 #define LUMBREL_FUZZ_FUZZ_FILES_H
 
-#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
+#include <system_error>
 
 #include "lumbrel/File.h"
 #include "lumbrel/Text.h"
@@ -21,20 +23,24 @@ class ScratchFile {
  public:
   // `entry` is the file's name inside the scratch directory.
   explicit ScratchFile(const char* entry) {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") +
-                          "/lumbrel-fuzz-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    directory_ = pattern;
-    native_ = directory_ + "/" + entry;
-    // The library's form of the name: a volume, then backslashes.
-    std::string windows = "Z:";
-    for (const char c : native_) windows += c == '/' ? '\\' : c;
-    path_ = Lumbrel::File::Path(windows);
+    const std::filesystem::path base = std::filesystem::temp_directory_path();
+    std::random_device seed;
+    do {
+      directory_ = base / ("lumbrel-fuzz-" + std::to_string(seed() % 100000000u));
+    } while (!std::filesystem::create_directory(directory_));
+    native_ = directory_ / entry;
+    // The library's form of the name: a POSIX path from the root gets the
+    // volume `Z:`; separators are backslashes.
+    std::string name = native_.u8string();
+    if (!name.empty() && name[0] == '/') name = "Z:" + name;
+    for (char& c : name) {
+      if (c == '/') c = '\\';
+    }
+    path_ = Lumbrel::File::Path(name);
   }
   ~ScratchFile() {
-    std::remove(native_.c_str());
-    std::remove(directory_.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
   }
   ScratchFile(const ScratchFile&) = delete;
   ScratchFile& operator=(const ScratchFile&) = delete;
@@ -54,8 +60,8 @@ class ScratchFile {
   }
 
  private:
-  std::string directory_;
-  std::string native_;
+  std::filesystem::path directory_;
+  std::filesystem::path native_;
   Lumbrel::File::Path path_;
 };
 

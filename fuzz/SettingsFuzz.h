@@ -159,6 +159,8 @@ inline std::vector<Entry> checkCodec(const std::uint8_t* data, std::size_t size,
 // The input as a real file in the scratch directory: `Store`'s open for
 // reading must pass `inspect(store, model)`, and its close after an open for
 // reading and writing must write `model` back as the reference writer does.
+// The binary bit keeps the platform's line-end translation (Windows) out, so
+// that the file holds the codec's bytes.
 template <typename Store, typename Inspect>
 void checkStore(const char* entry, const std::uint8_t* data, std::size_t size,
                 const std::vector<Entry>& model, SettingsLayout layout, Inspect inspect) {
@@ -166,13 +168,13 @@ void checkStore(const char* entry, const std::uint8_t* data, std::size_t size,
   file.write(data, size);
   {
     Store store(file.path());
-    store.open(Lumbrel::File::MODE_READ);
+    store.open(Lumbrel::File::MODE_READ | Lumbrel::File::MODE_BINARY);
     inspect(store, model);
     store.close();
   }
   {
     Store store(file.path());
-    store.open(Lumbrel::File::MODE_READ | Lumbrel::File::MODE_WRITE);
+    store.open(Lumbrel::File::MODE_READ | Lumbrel::File::MODE_WRITE | Lumbrel::File::MODE_BINARY);
     store.close();
   }
   check(file.read() == referenceWrite(model, layout));

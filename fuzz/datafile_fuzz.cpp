@@ -132,8 +132,8 @@ void checkStore(const std::uint8_t* data, std::size_t size) {
     // The records in front of the damage are there, in file order.
     check(file.size() == expected.records.size());
     for (std::size_t i = 0; i < expected.records.size(); ++i) {
-      check(file[i].getKey() == expected.records[i].first);
-      check(file[i].getData() == expected.records[i].second);
+      check(file[static_cast<unsigned long>(i)].getKey() == expected.records[i].first);
+      check(file[static_cast<unsigned long>(i)].getData() == expected.records[i].second);
     }
     file.close();
   }

@@ -2,9 +2,11 @@
 
 #include <cstring>
 #include <locale>
-#include <memory>
+#include <new>
 
+#include "platform/Guid.h"
 #include "platform/Random.h"
+#include "platform/Thread.h"
 
 namespace Lumbrel {
 
@@ -40,11 +42,31 @@ class RandomSupply {
   std::uint64_t generation_ = 0;
 };
 
-RandomSupply& supply() {
-  // On the heap, so that threads that never make a value do not carry it.
-  thread_local std::unique_ptr<RandomSupply> own;
-  if (!own) own.reset(new RandomSupply);
-  return *own;
+void destroySupply(void* supply) { delete static_cast<RandomSupply*>(supply); }
+
+// The calling thread's supply, made on its first use so that threads that never
+// make a value do not carry one, and freed when the thread ends; null when it
+// cannot be had. It is held in a platform slot rather than a thread_local
+// object: some C++ runtimes free thread_local objects unreliably when many
+// threads end at once.
+RandomSupply* supply() {
+  static platform::ThreadSlot* const slot = platform::createThreadSlot(&destroySupply);
+  if (slot == nullptr) return nullptr;
+  auto* own = static_cast<RandomSupply*>(platform::threadSlotValue(slot));
+  if (own != nullptr) return own;
+  own = new (std::nothrow) RandomSupply;
+  if (own != nullptr && !platform::setThreadSlotValue(slot, own)) {
+    delete own;
+    own = nullptr;
+  }
+  return own;
+}
+
+// Fills `out` with `size` fresh bytes: from the thread's supply, or straight
+// from the system when there is none.
+bool freshBytes(unsigned char* out, std::size_t size) {
+  RandomSupply* own = supply();
+  return own != nullptr ? own->take(out, size) : platform::randomBytes(out, size);
 }
 
 int hexValue(char c) {
@@ -68,7 +90,7 @@ unsigned char readPair(char high, char low) {
 Uuid::Uuid() : bytes{} {
   unsigned char fresh[16];
   // A failing source leaves the all-zero value, like any unusable input.
-  if (!supply().take(fresh, sizeof fresh)) return;
+  if (!freshBytes(fresh, sizeof fresh)) return;
   // Version 4 and the standard variant, where the Windows generator leaves
   // them in memory: Data3, which carries the version, is little-endian there.
   fresh[7] = static_cast<unsigned char>((fresh[7] & 0x0F) | 0x40);

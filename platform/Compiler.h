@@ -1,6 +1,7 @@
 // What the library asks of the compiler beyond the language, in one place:
 // everything else includes this header instead of testing the compiler or
-// the platform for itself.
+// the platform for itself. (The public headers cannot include it; their one
+// counterpart is lumbrel/Export.h.)
 #ifndef LUMBREL_PLATFORM_COMPILER_H
 #define LUMBREL_PLATFORM_COMPILER_H
 
@@ -66,20 +67,19 @@
 namespace Lumbrel {
 namespace platform {
 
-// The index of the lowest and of the highest set bit; `bits` must not be 0.
-inline unsigned lowestBit(unsigned bits) {
+// The number of zero bits below the lowest set bit of `value`, which must not
+// be 0.
+inline unsigned countTrailingZeros(unsigned value) {
 #if defined(__GNUC__) || defined(__clang__)
-  return static_cast<unsigned>(__builtin_ctz(bits));
+  return static_cast<unsigned>(__builtin_ctz(value));
 #else
-  unsigned n = 0;
-  while ((bits & 1u) == 0) {
-    bits >>= 1;
-    ++n;
-  }
-  return n;
+  unsigned count = 0;
+  for (; (value & 1u) == 0; value >>= 1) ++count;
+  return count;
 #endif
 }
 
+// The index of the highest set bit of `bits`, which must not be 0.
 inline unsigned highestBit(unsigned bits) {
 #if defined(__GNUC__) || defined(__clang__)
   return 31u - static_cast<unsigned>(__builtin_clz(bits));

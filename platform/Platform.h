@@ -135,6 +135,9 @@ class Platform {
 Platform& current();
 // The native platform, whatever is installed.
 Platform& native();
+// The line end of the platform's text files, which a stream opened without
+// the binary flag writes for "\n" and reads back as "\n": "\r\n" on Windows.
+const char* textLineEnd();
 
 // Forwards every call to a target, so that a substitute overrides only what
 // it changes.

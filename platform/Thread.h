@@ -33,9 +33,8 @@ void releaseThread(ThreadObject* thread);
 void* joinThread(ThreadObject* thread);
 // Gives up the handle; the thread runs on and its resources go when it ends.
 void detachThread(ThreadObject* thread);
-// Asks the thread to end at its next cancellation point, unwinding its stack,
-// and gives up the handle. On the calling thread's own handle it ends the
-// caller at once.
+// Ends the thread as cancellationUnwinds() says and gives up the handle. On
+// the calling thread's own handle it ends the caller at once.
 void cancelThread(ThreadObject* thread);
 
 // The kernel's id of the calling thread, the numbers startThread stores.
@@ -43,9 +42,31 @@ unsigned long currentThreadId();
 // Suspends the calling thread for `milliseconds`. A cancellation point.
 void sleepMilliseconds(unsigned int milliseconds);
 
+// Calls entry(context) and gives its result, or `onException` when an
+// exception leaves it. The unwinding that ends a cancelled thread is no such
+// exception: it passes on, so that the thread ends.
+void* callCatchingExceptions(ThreadEntry entry, void* context, void* onException);
+
+// A pointer of each thread's own under one key, handed to the key's clean-up
+// when its thread ends with a value that is not null, however the thread was
+// made. A key lives as long as the process.
+struct ThreadSlot;
+using SlotCleanup = void (*)(void* value);
+// A new key; null when the platform has none left.
+ThreadSlot* createThreadSlot(SlotCleanup cleanup);
+// The calling thread's value; null until it sets one.
+void* threadSlotValue(ThreadSlot* slot);
+// Sets the calling thread's value; false on failure.
+bool setThreadSlotValue(ThreadSlot* slot, void* value);
+
 // While set, startThread on the calling thread fails, so that tests can reach
 // the states of a failed start.
 void failThreadCreation(bool fail);
+
+// How cancelThread ends a thread. Where it unwinds, the thread ends at its
+// next cancellation point and its destructors run; otherwise it ends at once,
+// where it stands, and nothing of its stack runs.
+bool cancellationUnwinds();
 
 }  // namespace platform
 }  // namespace Lumbrel

@@ -91,7 +91,7 @@ SaveMode DataFile::getSaveMode() const {
 unsigned long DataFile::size() const {
   DataFile& self = const_cast<DataFile&>(*this);
   FileLock guard(self);
-  return records->size();
+  return static_cast<unsigned long>(records->size());
 }
 
 void DataFile::insert(const Record& record) {

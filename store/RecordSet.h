@@ -73,6 +73,8 @@ class RecordSet : public StoreModel {
   // from, built ones are encoded into the image. Raises runtime_error
   // "failed to write to file" when a record's lengths do not fit the format.
   void compose(FileImage& image) override;
+  // A data file is bytes, also when it is saved without having been opened.
+  bool alwaysBinary() const override { return true; }
 
  private:
   enum class State : unsigned char { Encoded, Built, Removed };

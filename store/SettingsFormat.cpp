@@ -9,10 +9,15 @@ namespace {
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 wstring decode(const char* begin, const char* end) {
-  // make_wstring wants a string; reusing one spares an allocation per field.
-  thread_local string scratch;
-  scratch.assign(begin, end);
-  return make_wstring(scratch);
+  // make_wstring wants terminated text: a field of usual length is copied to
+  // the stack, which spares an allocation per field. (No thread_local string:
+  // some C++ runtimes free those unreliably when many threads end at once.)
+  const auto size = static_cast<std::size_t>(end - begin);
+  char text[256];
+  if (size >= sizeof text) return make_wstring(string(begin, end));
+  std::memcpy(text, begin, size);
+  text[size] = '\0';
+  return make_wstring(text);
 }
 
 }  // namespace

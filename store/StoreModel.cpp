@@ -1,5 +1,6 @@
 #include "store/StoreModel.h"
 
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -60,6 +61,51 @@ void reopen(File& file, unsigned long mode) {
   file.clear();
   file.setMode(mode);
 }
+
+// Writes a file's bytes as a stream opened with or without the binary flag
+// would: in text, each "\n" becomes the platform's line end. Text goes
+// through a buffer of its own, so that writing allocates nothing.
+class LineEndWriter {
+ public:
+  LineEndWriter(platform::WritableFile& target, bool binary)
+      : target_(target), lineEnd_(platform::textLineEnd()) {
+    translates_ = !binary && std::strcmp(lineEnd_, "\n") != 0;
+  }
+
+  bool write(const unsigned char* bytes, std::size_t size) {
+    if (!translates_) return target_.append(bytes, size);
+    for (std::size_t i = 0; i < size; ++i) {
+      if (bytes[i] != '\n') {
+        if (!put(bytes[i])) return false;
+        continue;
+      }
+      for (const char* end = lineEnd_; *end != '\0'; ++end) {
+        if (!put(static_cast<unsigned char>(*end))) return false;
+      }
+    }
+    return true;
+  }
+
+  // Writes what the buffer still holds.
+  bool finish() {
+    const bool written = used_ == 0 || target_.append(buffer_, used_);
+    used_ = 0;
+    return written;
+  }
+
+ private:
+  bool put(unsigned char byte) {
+    if (used_ == sizeof buffer_ && !finish()) return false;
+    buffer_[used_++] = byte;
+    return true;
+  }
+
+  platform::WritableFile& target_;
+  const char* lineEnd_;
+  bool translates_ = false;
+  unsigned char buffer_[16 * 1024];
+  std::size_t used_ = 0;
+};
 
 }  // namespace
 
@@ -135,8 +181,9 @@ void StoreModel::save(File& file, bool keepOpen) {
   const unsigned long mode = file.getMode();
   file.File::close();
   file.clear();
-  const auto append = [&target](const unsigned char* bytes, std::size_t size) {
-    return target->append(bytes, size);
+  LineEndWriter writer(*target, alwaysBinary() || (mode & File::MODE_BINARY) != 0);
+  const auto append = [&writer](const unsigned char* bytes, std::size_t size) {
+    return writer.write(bytes, size);
   };
 
   // From here on nothing allocates until the new content is written, but for
@@ -144,7 +191,7 @@ void StoreModel::save(File& file, bool keepOpen) {
   bool written;
   if (saveMode_ == SaveMode::CRASH_SAFE) {
     if (!target->createTemporary()) throw std::runtime_error("failed to open file.");
-    written = image.write(append) && target->sync() && target->commit();
+    written = image.write(append) && writer.finish() && target->sync() && target->commit();
     if (!written) target->discard();
   } else {
     platform::Creation created = platform::Creation::failed;
@@ -161,7 +208,7 @@ void StoreModel::save(File& file, bool keepOpen) {
       if (created != platform::Creation::exists) break;
     }
     if (created != platform::Creation::created) throw std::runtime_error("failed to open file.");
-    written = image.write(append);
+    written = image.write(append) && writer.finish();
     written = target->close() && written;
   }
   if (!written) {

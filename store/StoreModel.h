@@ -67,6 +67,9 @@ class StoreModel {
   // The whole file as the model would write it now. May put the model in
   // the order it is written in; raises what makes the model unwritable.
   virtual void compose(FileImage& image) = 0;
+  // Whether the file is written as bytes whatever the mode word says; text
+  // files are written as a stream without the binary bit would write them.
+  virtual bool alwaysBinary() const { return false; }
 
  private:
   void save(File& file, bool keepOpen);

@@ -4,13 +4,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 #include "lumbrel/Text.h"
+#include "platform/Platform.h"
 
 // Expects `statement` to throw `type` whose what() is exactly `message`.
 #define EXPECT_THROW_MSG(statement, type, message)                                   \
@@ -30,25 +32,50 @@ namespace lumbrel_test {
 // Wide text from ASCII or UTF-8 source text.
 inline Lumbrel::wstring W(const char* text) { return Lumbrel::make_wstring(text); }
 
+// The library's name of a native path: a POSIX path from the root `/x/y` is
+// `Z:\x\y`, as the library shows such paths; a Windows path is its own name.
+inline std::string libraryName(const std::string& native) {
+  std::string name = !native.empty() && native[0] == '/' ? "Z:" + native : native;
+  for (char& c : name) {
+    if (c == '/') c = '\\';
+  }
+  return name;
+}
+
+// The native path of `text` (UTF-8), for the standard library's file calls.
+inline std::filesystem::path nativePath(const std::string& text) {
+  return std::filesystem::u8path(text);
+}
+
 // A fresh directory under the system's temporary folder, removed afterwards.
 class TempDir {
  public:
   TempDir() {
-    std::string pattern = "/tmp/lumbrel-test-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    path_ = pattern;
+    const std::filesystem::path base = std::filesystem::temp_directory_path();
+    std::random_device seed;
+    for (;;) {
+      const std::filesystem::path candidate =
+          base / ("lumbrel-test-" + std::to_string(seed() % 100000000u));
+      if (std::filesystem::create_directory(candidate)) {
+        path_ = candidate.u8string();
+        return;
+      }
+    }
   }
-  ~TempDir() { std::system(("rm -rf '" + path_ + "'").c_str()); }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(nativePath(path_), ignored);
+  }
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
 
   // Native path of an entry in the directory.
-  std::string native(const std::string& entry) const { return path_ + "/" + entry; }
-  // The library's file name of an entry: the Windows form, `Z:\tmp\...`.
+  std::string native(const std::string& entry) const {
+    return (nativePath(path_) / nativePath(entry)).u8string();
+  }
+  // The library's file name of an entry (`Z:\tmp\...` for `/tmp/...`).
   Lumbrel::wstring name(const std::string& entry) const {
-    std::string windows = "Z:";
-    for (char c : native(entry)) windows += c == '/' ? '\\' : c;
-    return Lumbrel::make_wstring(windows);
+    return Lumbrel::make_wstring(libraryName(native(entry)));
   }
   const std::string& path() const { return path_; }
 
@@ -56,15 +83,24 @@ class TempDir {
   std::string path_;
 };
 
+// The bytes that a stream opened without the binary flag writes for `text`:
+// each "\n" is the platform's line end.
+inline std::string textBytes(const std::string& text) {
+  const std::string lineEnd = Lumbrel::platform::textLineEnd();
+  std::string bytes;
+  for (const char c : text) bytes += c == '\n' ? lineEnd : std::string(1, c);
+  return bytes;
+}
+
 inline std::string readFile(const std::string& native) {
-  std::ifstream in(native, std::ios::binary);
+  std::ifstream in(nativePath(native), std::ios::binary);
   std::ostringstream bytes;
   if (in.peek() != std::ifstream::traits_type::eof()) bytes << in.rdbuf();
   return bytes.str();
 }
 
 inline void writeFile(const std::string& native, const std::string& bytes) {
-  std::ofstream out(native, std::ios::binary | std::ios::trunc);
+  std::ofstream out(nativePath(native), std::ios::binary | std::ios::trunc);
   out << bytes;
 }
 

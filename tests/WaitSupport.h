@@ -5,10 +5,10 @@
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <functional>
-#include <string>
 #include <thread>
+
+#include "platform/Testing.h"
 
 namespace lumbrel_test {
 
@@ -21,21 +21,13 @@ inline bool eventually(const std::function<bool()>& condition) {
   return condition();
 }
 
-// True once the thread with kernel id `tid` of this process is seen asleep
-// twice in a row, as a thread blocked in a wait is; false after ten seconds.
-inline bool becomesBlocked(unsigned long tid) {
-  const std::string path = "/proc/self/task/" + std::to_string(tid) + "/stat";
-  int asleep = 0;
+// True once the thread with the id `id` of this process is seen blocked in a
+// wait twice in a row; false after ten seconds.
+inline bool becomesBlocked(unsigned long id) {
+  int blocked = 0;
   return eventually([&] {
-    std::ifstream stat(path);
-    std::string line;
-    std::getline(stat, line);
-    // The state follows the command name, which is in parentheses.
-    const std::size_t close = line.rfind(')');
-    const bool sleeping = close != std::string::npos && close + 2 < line.size() &&
-                          line[close + 2] == 'S';
-    asleep = sleeping ? asleep + 1 : 0;
-    return asleep >= 2;
+    blocked = Lumbrel::platform::threadIsBlocked(id) ? blocked + 1 : 0;
+    return blocked >= 2;
   });
 }
 

@@ -132,7 +132,7 @@ TEST_F(DataFileTest, BehavesLikeALinearWalkAlsoAfterKeysChangeThroughReferences)
       file.remove(Record(key, {}));
       if (found != model.end()) model.erase(found);
     } else if (!model.empty()) {  // may make two records with equal keys
-      const std::size_t at = random() % model.size();
+      const auto at = static_cast<unsigned long>(random() % model.size());
       if (action == 2) file[at].setKey(key);
       if (action == 3) file[at] = Record(key, {});
       if (action == 4) Record(file[at]).setKey(key);

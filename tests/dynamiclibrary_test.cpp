@@ -2,23 +2,25 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "TestSupport.h"
+#include "platform/Platform.h"
+#include "platform/Testing.h"
 
 using Lumbrel::DynamicLibrary;
 using lumbrel_test::W;
 
 namespace {
 
-// Two builds of one small library, with answers 1 and 2 (tests/testlib).
-const std::string kLibraryA = LUMBREL_TESTLIB_A;
-const std::string kLibraryB = LUMBREL_TESTLIB_B;
+// Two builds of one small library, with answers 1 and 2 (tests/testlib), by
+// the library's names of their files.
+const std::string kLibraryA = lumbrel_test::libraryName(LUMBREL_TESTLIB_A);
+const std::string kLibraryB = lumbrel_test::libraryName(LUMBREL_TESTLIB_B);
 
-bool isMapped(const std::string& path) {
-  return lumbrel_test::readFile("/proc/self/maps").find(path) != std::string::npos;
+bool isMapped(const std::string& name) {
+  return Lumbrel::platform::moduleIsLoaded(Lumbrel::platform::native().nativeName(name));
 }
 
 int call(const DynamicLibrary& library, const char* name) {
@@ -47,16 +49,15 @@ TEST(DynamicLibraryTest, ObjectsThatAreNotLoaded) {
     EXPECT_FALSE(library->isLoaded());
     EXPECT_FALSE(DynamicLibrary(*library).isLoaded());
   }
-  DynamicLibrary bare(W("libm.so.6"));  // searched for as the loader does
+  const Lumbrel::platform::SystemLibrary system = Lumbrel::platform::systemLibrary();
+  DynamicLibrary bare(W(system.name));  // searched for as the loader does
   ASSERT_TRUE(bare.load());
-  EXPECT_NE(bare.getSymbol(W("cos")), nullptr);
+  EXPECT_NE(bare.getSymbol(W(system.function)), nullptr);
 }
 
 // Each object loads once; a copy loads for itself.
 TEST(DynamicLibraryTest, LoadsAreCountedPerObject) {
-  std::string windowsName = "Z:" + kLibraryA;
-  std::replace(windowsName.begin(), windowsName.end(), '/', '\\');
-  DynamicLibrary library(W(windowsName.c_str()));
+  DynamicLibrary library(W(kLibraryA.c_str()));
   EXPECT_EQ(call(library, "lumbrel_testlib_count"), -1);  // no symbol before load
   ASSERT_TRUE(library.load());
   EXPECT_EQ(call(library, "lumbrel_testlib_count"), 1);

@@ -1,14 +1,17 @@
 #include "lumbrel/File.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <chrono>
+#include <filesystem>
 #include <future>
 #include <stdexcept>
 #include <string>
 
 #include "TestSupport.h"
+#include "lumbrel/InitializationFile.h"
+#include "platform/Platform.h"
+#include "platform/Testing.h"
 
 using Lumbrel::File;
 using Lumbrel::FileLock;
@@ -102,10 +105,11 @@ TEST_F(FileTest, CreateRemoveExistsRename) {
   EXPECT_TRUE(File::create(dir.name("full")));
   EXPECT_EQ(readFile(dir.native("full")), "");
   EXPECT_TRUE(File::remove(dir.name("never-there")));
-  ::chmod(dir.native("full").c_str(), 0444);
+  std::filesystem::permissions(lumbrel_test::nativePath(dir.native("full")),
+                               std::filesystem::perms::owner_read);
   EXPECT_TRUE(File::remove(dir.name("full")));
   EXPECT_FALSE(File::exists(dir.name("full")));
-  ::mkdir(dir.native("sub").c_str(), 0700);
+  std::filesystem::create_directory(lumbrel_test::nativePath(dir.native("sub")));
   EXPECT_TRUE(File::exists(dir.name("sub")));
   EXPECT_FALSE(File::remove(dir.name("sub")));  // directories are never removed
 
@@ -130,10 +134,37 @@ TEST_F(FileTest, CopyProtectsTheTarget) {
 
 TEST_F(FileTest, NamesMapToNativePaths) {
   writeFile(dir.native("m"), "x");
-  // A volume letter names the root; a native path works as it is; a null unit ends the name.
-  EXPECT_TRUE(File::exists(Lumbrel::make_wstring("c:" + dir.native("m"))));
+  // A native path works as it is; a null unit ends the name. On POSIX any volume letter names
+  // the root; on Windows names are native, so a volume names itself.
   EXPECT_TRUE(File::exists(Lumbrel::make_wstring(dir.native("m"))));
   EXPECT_TRUE(File::exists(dir.name("m") + Lumbrel::wstring(1, 0) + lumbrel_test::W("junk")));
+  Lumbrel::platform::Platform& system = Lumbrel::platform::native();
+  if (system.nativeName("c:\\") == "/") {
+    EXPECT_TRUE(File::exists(Lumbrel::make_wstring("c:" + dir.native("m"))));
+    EXPECT_EQ(system.nativeName("z:/a\\b"), "/a/b");
+  } else {
+    EXPECT_EQ(system.nativeName("z:/a\\b"), "z:/a\\b");
+  }
+}
+
+// Without the binary bit a stream translates line ends where the platform's text files have
+// CR LF (Windows), so the settings stores read such files as their user means them; with it,
+// and on POSIX, bytes pass unchanged: `[Net]\r` is no section, so nothing is found.
+TEST_F(FileTest, LineEndsFollowTheBinaryBit) {
+  const bool translated = std::string(Lumbrel::platform::textLineEnd()) != "\n";
+  for (const unsigned long binary : {0UL, File::MODE_BINARY}) {
+    {
+      File file(dir.name("lines"));
+      file.open(File::MODE_WRITE | binary);
+      file << "a\nb";
+    }
+    EXPECT_EQ(readFile(dir.native("lines")), translated && binary == 0 ? "a\r\nb" : "a\nb");
+    writeFile(dir.native("crlf.ini"), "[Net]\r\nport=80\r\n");
+    Lumbrel::InitializationFile settings{File::Path(dir.name("crlf.ini"))};
+    settings.open(File::MODE_READ | binary);
+    EXPECT_EQ(settings.getValue(lumbrel_test::W("Net"), lumbrel_test::W("port")),
+              lumbrel_test::W(translated && binary == 0 ? "80" : ""));
+  }
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ TEST_F(InitializationFileTest, WhatSurvivesAReadAndWrite) {
     writeFile(dir.native("f"), row.first);
     file.open(kReadWrite);
     file.close();
-    EXPECT_EQ(readFile(dir.native("f")), row.second) << row.first;
+    EXPECT_EQ(readFile(dir.native("f")), textBytes(row.second)) << row.first;
   }
 }
 
@@ -57,7 +57,7 @@ TEST_F(InitializationFileTest, LookupsIgnoreCaseAndNewEntriesGoBehind) {
   EXPECT_EQ(file.getValue(W("disk"), W("path")), W("b"));
   file.removeSection(W("disk"));
   file.close();
-  EXPECT_EQ(readFile(dir.native("f")), "[M]\n=\nk=\n[NET]\nPORT=81\n");
+  EXPECT_EQ(readFile(dir.native("f")), textBytes("[M]\n=\nk=\n[NET]\nPORT=81\n"));
   EXPECT_EQ(file.getValue(W("NET"), W("PORT")), W(""));  // close empties the model
 }
 
@@ -85,7 +85,7 @@ TEST_F(InitializationFileTest, LargeSectionsSortStablyAndFindTheFirstEntry) {
     for (int k = 10; k < 50; ++k)
       expected += (k == 15 && section[1] == 'A' ? "" : line(k, 0)) + line(k, 1);
   }
-  EXPECT_EQ(readFile(dir.native("f")), expected);
+  EXPECT_EQ(readFile(dir.native("f")), textBytes(expected));
 }
 
 TEST_F(InitializationFileTest, ModesDecideWhatIsReadAndWritten) {
@@ -94,7 +94,7 @@ TEST_F(InitializationFileTest, ModesDecideWhatIsReadAndWritten) {
     writer.open(File::MODE_WRITE);  // creates the file
     writer.setValue(W("T"), W("x"), W("1"));
     writer.synchronize();  // with the write bit alone: writes, and keeps the model
-    EXPECT_EQ(readFile(dir.native("f")), "[T]\nx=1\n");
+    EXPECT_EQ(readFile(dir.native("f")), textBytes("[T]\nx=1\n"));
     writer.setValue(W("T"), W("w"), W("2"));
   }  // the destructor writes what is pending
   file.open(File::MODE_READ);
@@ -106,7 +106,7 @@ TEST_F(InitializationFileTest, ModesDecideWhatIsReadAndWritten) {
   file.setValue(W("T"), W("z"), W("3"));
   file.setMode(kReadWrite);  // now close writes
   file.close();
-  EXPECT_EQ(readFile(dir.native("f")), "[T]\nw=2\nx=1\nz=3\n");
+  EXPECT_EQ(readFile(dir.native("f")), textBytes("[T]\nw=2\nx=1\nz=3\n"));
 }
 
 }  // namespace

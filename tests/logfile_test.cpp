@@ -31,7 +31,8 @@ TEST(LogFileTest, KeptLogGrowsAndFreshLogStartsEmpty) {
     fresh.open(File::MODE_WRITE);
     fresh << "only";
   }
-  EXPECT_EQ(readFile(dir.native("kept")), "old\nnew\n" + longLine + "\n");
+  EXPECT_EQ(readFile(dir.native("kept")),
+            "old\n" + lumbrel_test::textBytes("new\n" + longLine + "\n"));
   EXPECT_EQ(readFile(dir.native("fresh")), "only");
 }
 

@@ -8,6 +8,7 @@
 #include "TestSupport.h"
 #include "lumbrel/File.h"
 #include "platform/Platform.h"
+#include "platform/Testing.h"
 
 using Lumbrel::File;
 using Lumbrel::wstring;
@@ -115,15 +116,15 @@ TEST(PathTest, SettersCopiesAndInsertionTakeFieldsAsGiven) {
 
 TEST(RealPathTest, RelativeNamesLieBesideTheExecutableWhateverTheWorkingDirectory) {
   namespace fs = std::filesystem;
-  const fs::path beside = fs::read_symlink("/proc/self/exe").parent_path();
-  std::string expected = "Z:";
-  for (char c : (beside / "run.log").string()) expected += c == '/' ? '\\' : c;
+  const fs::path beside =
+      lumbrel_test::nativePath(Lumbrel::platform::executableFile()).parent_path();
+  const std::string expected = lumbrel_test::libraryName((beside / "run.log").u8string());
   lumbrel_test::TempDir elsewhere;
   struct Restore {
     fs::path saved = fs::current_path();
     ~Restore() { fs::current_path(saved); }
   } restore;
-  fs::current_path(elsewhere.path());
+  fs::current_path(lumbrel_test::nativePath(elsewhere.path()));
   const wstring composed = File::Path("run.log");
   EXPECT_EQ(composed, W(expected.c_str()));
   ASSERT_TRUE(File::create(composed));

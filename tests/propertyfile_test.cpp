@@ -19,11 +19,13 @@ struct PropertyFileTest : ::testing::Test {
 };
 
 TEST_F(PropertyFileTest, WhatSurvivesAndTheFirstOfEqualKeysIsFound) {
-  // `[` means nothing here; plain key lines come back byte for byte.
+  // `[` means nothing here; plain key lines come back byte for byte (a CR LF is the line
+  // end where text streams translate it).
   writeFile(dir.native("f"), "[a=b]\n\xEF\xBB\xBFk=v\r\ngrüße=€");
   file.open(kReadWrite);
   file.close();
-  EXPECT_EQ(readFile(dir.native("f")), "[a=b]\n\xEF\xBB\xBFk=v\r\ngrüße=€\n");
+  EXPECT_EQ(readFile(dir.native("f")),
+            textBytes("[a=b]\n\xEF\xBB\xBFk=v") + "\r\n" + textBytes("grüße=€\n"));
   // Key lines keep their order, duplicates included; the other lines are lost.
   writeFile(dir.native("f"), "; c\n# c\n\nstray\n[Net]\n=v\nzebra=z\napple=p\na=1\nA=2\n");
   file.open(kReadWrite);
@@ -32,7 +34,7 @@ TEST_F(PropertyFileTest, WhatSurvivesAndTheFirstOfEqualKeysIsFound) {
   file.createKey(W("a"));
   file.createKey(W("new"));
   file.close();
-  EXPECT_EQ(readFile(dir.native("f")), "zebra=z\napple=p\na=changed\nA=2\nnew=\n");
+  EXPECT_EQ(readFile(dir.native("f")), textBytes("zebra=z\napple=p\na=changed\nA=2\nnew=\n"));
   file.open(kReadWrite);
   EXPECT_EQ(file.enumerateKeys(), Ws({"zebra", "apple", "a", "A", "new"}));
   file.removeKey(W("A"));

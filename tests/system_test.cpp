@@ -9,6 +9,7 @@
 #include "TestSupport.h"
 #include "lumbrel/File.h"
 #include "platform/Platform.h"
+#include "platform/Testing.h"
 
 using Lumbrel::System;
 using Lumbrel::wstring;
@@ -70,7 +71,7 @@ TEST(HostQueryTest, AnswersFromTheRecordAndStopsOnlyWhatStarted) {
 
 TEST(RealSystemTest, NamesOfThisMachineAndProcess) {
   const std::string expected =
-      "\\" + std::filesystem::read_symlink("/proc/self/exe").filename().string();
+      "\\" + lumbrel_test::nativePath(Lumbrel::platform::executableFile()).filename().u8string();
   const std::string processName = Lumbrel::make_string(System::getProcessFileName());
   ASSERT_GT(processName.size(), expected.size());
   EXPECT_EQ(processName.substr(processName.size() - expected.size()), expected);

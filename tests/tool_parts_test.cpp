@@ -69,6 +69,10 @@ TEST(ArgumentsTest, ReadsOperandsOptionsAndFileNames) {
   EXPECT_THROW(libraryFileName("/home/u", ""), UsageError);
   EXPECT_THROW(libraryFileName("/home/u", "a\\b"), UsageError);
   EXPECT_THROW(libraryFileName("/home/back\\slash", "a"), UsageError);
+  // A Windows working directory: names are native, relative ones joined to it.
+  EXPECT_EQ(libraryFileName("C:\\Users\\u", "sub/b.dat"), "C:\\Users\\u\\sub\\b.dat");
+  EXPECT_EQ(libraryFileName("C:\\Users\\u", "d:/x.ini"), "d:\\x.ini");
+  EXPECT_EQ(libraryFileName("C:\\Users\\u", "\\x.ini"), "C:\\x.ini");
 }
 
 // The usage line that goes with a refusal is checked by the tool's own test.

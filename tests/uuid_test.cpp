@@ -1,8 +1,6 @@
 #include "lumbrel/Uuid.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +10,10 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "TestSupport.h"
+#include "platform/Guid.h"
+#include "platform/Testing.h"
 
 using Lumbrel::Uuid;
 
@@ -80,21 +82,29 @@ TEST(UuidTest, AMillionFreshValuesAreDistinctVersionFourValues) {
 }
 
 TEST(UuidTest, ForkedChildNeverRepeatsItsParent) {
-  constexpr std::size_t kCount = 64;  // 1 KiB, which the pipe takes in one write
+  constexpr std::size_t kCount = 64;
   std::vector<Key> all(2 * kCount);
   const Uuid primed;  // the parent's supply now holds unused bytes
-  int channel[2];
-  ASSERT_EQ(::pipe(channel), 0);
-  const pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    drawFresh(all.data(), kCount);
-    ::_exit(::write(channel[1], all.data(), kCount * sizeof(Key)) == 1024 ? 0 : 1);
-  }
-  ::close(channel[1]);  // so that a child that wrote nothing gives an empty read
-  EXPECT_EQ(::read(channel[0], all.data(), kCount * sizeof(Key)), 1024);
-  ::close(channel[0]);
-  ::waitpid(child, nullptr, 0);
+  lumbrel_test::TempDir dir;
+  struct Child {
+    Key* keys;
+    std::string file;
+  } child{all.data(), dir.native("child")};
+  const int status = Lumbrel::platform::runInCopy(
+      [](void* context) {
+        auto& self = *static_cast<Child*>(context);
+        drawFresh(self.keys, kCount);
+        lumbrel_test::writeFile(self.file, std::string(reinterpret_cast<const char*>(self.keys),
+                                                       kCount * sizeof(Key)));
+        return 0;
+      },
+      &child);
+  if (status == Lumbrel::platform::kNoCopies)
+    GTEST_SKIP() << "no fork here: a new process never starts with a copy of this one's memory";
+  ASSERT_EQ(status, 0);
+  const std::string written = lumbrel_test::readFile(child.file);
+  ASSERT_EQ(written.size(), kCount * sizeof(Key));
+  std::memcpy(all.data(), written.data(), written.size());
   drawFresh(&all[kCount], kCount);
   EXPECT_TRUE(allDistinct(all));
 }

@@ -66,7 +66,7 @@ std::size_t unitsBeforeNull(const unsigned short* text, std::size_t limit) {
   }
   while (limit - n >= 8) {
     const unsigned nulls = mask(_mm_cmpeq_epi16(load128(text + n), zero));
-    if (nulls != 0) return n + static_cast<std::size_t>(platform::lowestBit(nulls)) / 2;
+    if (nulls != 0) return n + platform::countTrailingZeros(nulls) / 2;
     n += 8;
   }
 #endif
@@ -735,7 +735,7 @@ wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
         if ((in[i] & 0xF0) == 0xE0) {
           __m128i units;
           const unsigned good = threeByteBlock(in + i, units);
-          const std::size_t forms = good == 0xFFFF ? 8 : platform::lowestBit(~good) / 2;
+          const std::size_t forms = good == 0xFFFF ? 8 : platform::countTrailingZeros(~good) / 2;
           if (forms >= 2) {
             store128(out + pos, units);
             pos += forms;
@@ -842,7 +842,7 @@ wstring make_wstring(const string& text) {
 }
 
 unsigned long length(const char* text) {
-  return text == nullptr ? 0 : std::strlen(text);
+  return text == nullptr ? 0 : static_cast<unsigned long>(std::strlen(text));
 }
 
 unsigned long length(const unsigned short* text) {
@@ -850,7 +850,7 @@ unsigned long length(const unsigned short* text) {
   // No blocks here: nothing is known to lie behind the null unit.
   std::size_t n = 0;
   while (text[n] != 0) ++n;
-  return n;
+  return static_cast<unsigned long>(n);
 }
 
 unsigned long length(const string& text) {
@@ -858,7 +858,7 @@ unsigned long length(const string& text) {
 }
 
 unsigned long length(const wstring& text) {
-  return unitsBeforeNull(text.data(), text.size());
+  return static_cast<unsigned long>(unitsBeforeNull(text.data(), text.size()));
 }
 
 long compare(const char* a, const char* b) {

@@ -1,6 +1,8 @@
 #include "lumbrel/DateTime.h"
 
+#include <cstdint>
 #include <cstdlib>
+#include <limits>
 #include <stdexcept>
 
 #include "platform/Clock.h"
@@ -157,6 +159,8 @@ DateTime::operator long() const {
   t.tm_isdst = -1;
   std::int64_t seconds = 0;
   if (!platform::makeTime(t, seconds)) return -1;
+  // Where long has 32 bits, moments from 2038 on have no value either.
+  if (seconds > std::numeric_limits<long>::max()) return -1;
   return static_cast<long>(seconds);
 }
 

@@ -21,10 +21,7 @@ namespace Lumbrel {
 // open(unsigned int) hides File::open(unsigned long) on purpose: the mode
 // constants are unsigned long, and a call such as open(File::MODE_WRITE) on a
 // LogFile must append.
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Woverloaded-virtual"
-#endif
+LUMBREL_HIDING_BEGIN
 class LUMBREL_API LogFile : public File {
  public:
   /// The longest log line, as a value for callers; no write is cut by it.
@@ -52,9 +49,7 @@ class LUMBREL_API LogFile : public File {
   /// word (0) could only fail.
   void synchronize() override;
 };
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
+LUMBREL_HIDING_END
 
 }  // namespace Lumbrel
 

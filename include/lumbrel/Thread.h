@@ -94,6 +94,7 @@ class LUMBREL_API Thread {
 
  private:
   static void* entry(void* object);
+  static void* runEntry(void* object);
 
   // Suffixed, so that a derived class may name run's parameter `argument`
   // without -Wshadow complaining.

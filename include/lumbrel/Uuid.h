@@ -21,7 +21,7 @@
 #include "lumbrel/Export.h"
 #include "lumbrel/Text.h"
 
-#if defined(_WIN32)
+#if LUMBREL_PLATFORM_HAS_GUID
 struct _GUID;  // from <guiddef.h>
 #else
 /// The identifier structure of the Windows RPC runtime, for code that shares

@@ -157,5 +157,7 @@ Platform& native() {
   return instance;
 }
 
+const char* textLineEnd() { return "\n"; }
+
 }  // namespace platform
 }  // namespace Lumbrel

@@ -4,12 +4,14 @@
 // cancelled) rather than in pthread_join, and calls pthread_join only once the
 // thread is at its end. So a joiner that is cancelled while it waits has not
 // started a join, and can simply detach the thread instead.
+#include <cxxabi.h>
 #include <pthread.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <new>
 
 #include "platform/Thread.h"
@@ -183,6 +185,43 @@ void sleepMilliseconds(unsigned int milliseconds) {
   while (clock_nanosleep(CLOCK_MONOTONIC, 0, &remaining, &remaining) == EINTR) {
   }
 }
+
+// The cancellation unwind carries no C++ object, so the handler below binds
+// its reference to null, which is how that unwind is caught by design; the
+// null-reference check of the sanitizers would stop the process there.
+__attribute__((no_sanitize("null"))) void* callCatchingExceptions(ThreadEntry entry,
+                                                                  void* context,
+                                                                  void* onException) {
+  try {
+    return entry(context);
+  } catch (abi::__forced_unwind&) {
+    // Cancellation ends the thread by unwinding its stack; that must go on to
+    // the end of the thread, or the process is aborted.
+    throw;
+  } catch (...) {
+    return onException;
+  }
+}
+
+ThreadSlot* createThreadSlot(SlotCleanup cleanup) {
+  pthread_key_t key;
+  if (pthread_key_create(&key, cleanup) != 0) return nullptr;
+  // The key itself is the slot's identity: keys are small numbers, stored
+  // one above zero so that no slot is null.
+  return reinterpret_cast<ThreadSlot*>(static_cast<std::uintptr_t>(key) + 1);
+}
+
+void* threadSlotValue(ThreadSlot* slot) {
+  return pthread_getspecific(
+      static_cast<pthread_key_t>(reinterpret_cast<std::uintptr_t>(slot) - 1));
+}
+
+bool setThreadSlotValue(ThreadSlot* slot, void* value) {
+  return pthread_setspecific(
+             static_cast<pthread_key_t>(reinterpret_cast<std::uintptr_t>(slot) - 1), value) == 0;
+}
+
+bool cancellationUnwinds() { return true; }
 
 }  // namespace platform
 }  // namespace Lumbrel

@@ -4,12 +4,14 @@
 #error "LUMBREL_TESTLIB_ANSWER must be defined"
 #endif
 
-extern "C" __attribute__((visibility("default"))) int lumbrel_testlib_answer() {
+#include "lumbrel/Export.h"
+
+extern "C" LUMBREL_EXPORTED int lumbrel_testlib_answer() {
   return LUMBREL_TESTLIB_ANSWER;
 }
 
 // Counts calls; each load of the file starts again from zero.
-extern "C" __attribute__((visibility("default"))) int lumbrel_testlib_count() {
+extern "C" LUMBREL_EXPORTED int lumbrel_testlib_count() {
   static int calls = 0;
   return ++calls;
 }

@@ -1,5 +1,6 @@
 #include "Arguments.h"
 
+#include <cctype>
 #include <cstddef>
 
 namespace lumbrel_tool {
@@ -292,22 +293,50 @@ Invocation parseArguments(const std::vector<std::string>& arguments) {
   return invocation;
 }
 
+namespace {
+
+bool isSlash(char c) { return c == '/' || c == '\\'; }
+
+// `X:` and a separator, or two separators (a network path).
+bool isWindowsAbsolute(const std::string& path) {
+  const bool volume = path.size() >= 3 && std::isalpha(static_cast<unsigned char>(path[0])) &&
+                      path[1] == ':' && isSlash(path[2]);
+  return volume || (path.size() >= 2 && isSlash(path[0]) && isSlash(path[1]));
+}
+
+}  // namespace
+
 std::string libraryFileName(const std::string& workingDirectory, const std::string& native) {
   const std::string usage = "usage: FILE, INPUT, DUMP and DIR are native paths, relative to the "
                             "working directory\n";
   if (native.empty()) throw UsageError("empty file name", usage);
-  std::string absolute = native;
-  if (native[0] != '/') {
-    absolute = workingDirectory;
-    if (absolute.empty() || absolute.back() != '/') absolute += '/';
-    absolute += native;
+  std::string name;
+  if (!workingDirectory.empty() && workingDirectory[0] == '/') {
+    // A POSIX system, where the library shows the root as `Z:\`.
+    std::string absolute = native;
+    if (native[0] != '/') {
+      absolute = workingDirectory;
+      if (absolute.back() != '/') absolute += '/';
+      absolute += native;
+    }
+    if (absolute.find('\\') != std::string::npos) {
+      throw UsageError("a path with a backslash cannot be named through the library: " + absolute,
+                       usage);
+    }
+    name = "Z:" + absolute;
+  } else if (isWindowsAbsolute(native)) {
+    // Windows, whose names the library takes as they are.
+    name = native;
+  } else if (isSlash(native[0])) {
+    name = workingDirectory.substr(0, 2) + native;  // from the root of the working volume
+  } else {
+    name = workingDirectory;
+    if (!name.empty() && !isSlash(name.back())) name += '\\';
+    name += native;
   }
-  if (absolute.find('\\') != std::string::npos) {
-    throw UsageError("a path with a backslash cannot be named through the library: " + absolute,
-                     usage);
+  for (char& c : name) {
+    if (c == '/') c = '\\';
   }
-  std::string name = "Z:";
-  for (const char c : absolute) name += c == '/' ? '\\' : c;
   return name;
 }
 

@@ -51,10 +51,11 @@ std::vector<std::string> commandNames();
 
 // The library's name for a native path given on the command line: relative
 // paths are taken from `workingDirectory` (the library itself would anchor
-// them at the executable), and the absolute path is written as `Z:` and the
-// path with backslashes. Raises UsageError for an empty path and for a path
+// them at the executable). Where the working directory is a POSIX path, the
+// absolute path is written as `Z:` and the path with backslashes, and a path
 // (working directory included) holding a backslash, which the library would
-// read as a separator.
+// read as a separator, raises UsageError; a Windows path is its own name, with
+// backslashes. An empty path raises UsageError.
 std::string libraryFileName(const std::string& workingDirectory, const std::string& native);
 
 }  // namespace lumbrel_tool

@@ -246,7 +246,7 @@ std::vector<wstring> distinctNames(const std::vector<wstring>& names) {
 }  // namespace
 
 std::string fileNameOf(const std::string& native) {
-  return libraryFileName(std::filesystem::current_path().string(), native);
+  return libraryFileName(std::filesystem::current_path().u8string(), native);
 }
 
 Bytes readInput(const std::string& native) {
@@ -257,7 +257,7 @@ Bytes readInput(const std::string& native) {
     if (std::cin.bad()) throw ToolError("cannot read standard input");
     return bytes;
   }
-  std::ifstream in(native, std::ios::binary);
+  std::ifstream in(std::filesystem::u8path(native), std::ios::binary);
   if (!in) throw ToolError("cannot open " + native);
   Bytes bytes{std::istreambuf_iterator<char>(in), end};
   if (in.bad()) throw ToolError("cannot read " + native);

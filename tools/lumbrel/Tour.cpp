@@ -42,7 +42,10 @@ void showText(const std::string& label, const wstring& name) {
   const std::string bytes = contentOf(name);
   std::cout << "   " << label << " after close (" << bytes.size() << " bytes):\n";
   std::istringstream lines(bytes);
-  for (std::string line; std::getline(lines, line);) std::cout << "     | " << line << '\n';
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();  // Windows' text line end
+    std::cout << "     | " << line << '\n';
+  }
 }
 
 void showHex(const std::string& label, const wstring& name) {
@@ -111,11 +114,12 @@ int runTour(const Invocation& invocation) {
     folder = newTemporaryFolder();
   } else {
     fileNameOf(invocation.operands[0]);  // refuses what the library could not name
-    folder = std::filesystem::absolute(invocation.operands[0]).lexically_normal();
+    folder = std::filesystem::absolute(std::filesystem::u8path(invocation.operands[0]))
+                 .lexically_normal();
     std::filesystem::create_directories(folder);
   }
-  std::string native = folder.string();
-  if (native.size() > 1 && native.back() == '/') native.pop_back();
+  std::string native = folder.u8string();
+  if (native.size() > 1 && (native.back() == '/' || native.back() == '\\')) native.pop_back();
   const std::string base = fileNameOf(native) + "\\";
   std::cout << "A tour of lumbrelcommon in " << native << '\n';
 
@@ -131,7 +135,8 @@ int runTour(const Invocation& invocation) {
   const File::Path settingsPath(settingsName);
   std::cout << "   The tour names its files from its folder instead:\n   " << settingsPath << '\n';
   showPath(settingsPath);
-  std::cout << "   On Linux every volume names the root: this is " << native << "/settings.ini\n";
+  if (native[0] == '/')
+    std::cout << "   On Linux every volume names the root: this is " << native << "/settings.ini\n";
   for (const wstring& name : {settingsName, propertiesName, recordsName, logName}) {
     File::remove(name);  // a fresh start when DIR was used before
   }

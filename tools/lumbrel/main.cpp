@@ -8,6 +8,7 @@
 
 #include "Arguments.h"
 #include "Commands.h"
+#include "platform/Console.h"
 
 #ifndef LUMBREL_VERSION
 #define LUMBREL_VERSION "unknown"
@@ -31,7 +32,9 @@ int run(const lumbrel_tool::Invocation& invocation) {
 
 int main(int argc, char** argv) {
   using namespace lumbrel_tool;
-  const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  // Data and dumps pass through the standard streams byte for byte.
+  Lumbrel::platform::useBinaryStandardStreams();
+  const std::vector<std::string> arguments = Lumbrel::platform::commandLineArguments(argc, argv);
   int status = STATUS_OK;
   try {
     const Invocation invocation = parseArguments(arguments);
