@@ -52,7 +52,9 @@ struct LockObject {
   // In the list of all locks, under its mutex.
   LockObject* previous = nullptr;
   LockObject* next = nullptr;
-  // Where waiters sleep. kWaiters is set and looked at under `park`.
+  // Where waiters sleep. A waiter sets kWaiters under `park` and sleeps in
+  // the same hold, so a release that finds the flag and signals under `park`
+  // cannot miss it.
   pthread_mutex_t park;
   pthread_cond_t parked;
 };
