@@ -63,13 +63,21 @@ namespace {
 
 // The calling thread's id and the locks it holds. Constant-initialised and
 // trivially destroyed, so reaching it needs no guard.
+//
+// Both halves sit in one 64-bit word, so that taking or giving back a lock
+// reads the id and writes the new count with one load and one store.
 struct ThreadLocks {
-  // The kernel thread id; 0 until the thread first takes a lock, which also
-  // sets up the end-of-thread destructor.
-  std::uint32_t id;
-  std::uint32_t held;  // locks held, each counted once however often taken
+  // Low half: the kernel thread id; 0 until the thread first takes a lock,
+  // which also sets up the end-of-thread destructor. High half: the locks
+  // the thread holds, each counted once however often taken.
+  std::uint64_t state;
+
+  std::uint32_t id() const { return static_cast<std::uint32_t>(state); }
+  std::uint32_t held() const { return static_cast<std::uint32_t>(state >> 32); }
+  void setId(std::uint32_t id) { state = (state & ~std::uint64_t{0xFFFFFFFFu}) | id; }
 };
-LUMBREL_INITIAL_EXEC_TLS thread_local ThreadLocks self{0, 0};
+constexpr std::uint64_t kOneHeld = std::uint64_t{1} << 32;
+LUMBREL_INITIAL_EXEC_TLS thread_local ThreadLocks self{0};
 
 pthread_key_t endKey;
 bool endKeyMade = false;
@@ -108,12 +116,12 @@ void destroy(LockObject* lock) {
 // is left abandoned, or destroyed if no handle on it remains.
 void threadEnds(void*) {
   LockObject* doomed = nullptr;
-  if (self.held != 0) {
+  if (self.held() != 0) {
     pthread_mutex_lock(&allLocksMutex);
-    for (LockObject* lock = allLocks; lock != nullptr && self.held != 0;) {
+    for (LockObject* lock = allLocks; lock != nullptr && self.held() != 0;) {
       LockObject* next = lock->next;
-      if (lock->holder.load(std::memory_order_relaxed) == self.id) {
-        --self.held;
+      if (lock->holder.load(std::memory_order_relaxed) == self.id()) {
+        self.state -= kOneHeld;
         lock->depth = 0;
         lock->holder.store(0, std::memory_order_relaxed);
         // Under `park`, taken while the lock is still held and so cannot be
@@ -145,7 +153,7 @@ void threadEnds(void*) {
   }
   // A lock taken by a later destructor of this thread finds no id, and sets
   // the key again with it, which runs this once more.
-  self.id = 0;
+  self.setId(0);
 }
 
 // Around fork the list is held, so that the child finds it whole; the
@@ -153,17 +161,17 @@ void threadEnds(void*) {
 void beforeFork() { pthread_mutex_lock(&allLocksMutex); }
 void afterForkInParent() { pthread_mutex_unlock(&allLocksMutex); }
 void afterForkInChild() {
-  if (self.id != 0 && self.held != 0) {
+  if (self.id() != 0 && self.held() != 0) {
     const auto id = static_cast<std::uint32_t>(syscall(SYS_gettid));
     for (LockObject* lock = allLocks; lock != nullptr; lock = lock->next) {
-      if (lock->holder.load(std::memory_order_relaxed) != self.id) continue;
+      if (lock->holder.load(std::memory_order_relaxed) != self.id()) continue;
       lock->word.store((lock->word.load(std::memory_order_relaxed) & ~kHolder) | id,
                        std::memory_order_relaxed);
       lock->holder.store(id, std::memory_order_relaxed);
     }
-    self.id = id;
-  } else if (self.id != 0) {
-    self.id = static_cast<std::uint32_t>(syscall(SYS_gettid));
+    self.setId(id);
+  } else if (self.id() != 0) {
+    self.setId(static_cast<std::uint32_t>(syscall(SYS_gettid)));
   }
   pthread_mutex_unlock(&allLocksMutex);
 }
@@ -185,15 +193,15 @@ LUMBREL_NOINLINE std::uint32_t firstId() {
   static pthread_once_t once = PTHREAD_ONCE_INIT;
   pthread_once(&once, setUpOnce);
   if (endKeyMade) pthread_setspecific(endKey, &self);
-  self.id = static_cast<std::uint32_t>(syscall(SYS_gettid));
-  return self.id;
+  self.setId(static_cast<std::uint32_t>(syscall(SYS_gettid)));
+  return self.id();
 }
 
 // The caller has just taken a free or abandoned lock.
 void took(LockObject* lock, std::uint32_t id) {
   lock->holder.store(id, std::memory_order_relaxed);
   lock->depth = 1;
-  ++self.held;
+  self.state += kOneHeld;
 }
 
 LockWait acquire(LockObject* lock, std::uint32_t id, std::uint32_t milliseconds);
@@ -273,8 +281,7 @@ LUMBREL_NOINLINE LockWait waitForLock(LockObject* lock, std::uint32_t id,
   }
 }
 
-// Every path but the first two stays out of line, so that taking a free lock
-// or one the caller holds saves no registers.
+// The same as acquireLock, once the caller's id is known.
 LockWait acquire(LockObject* lock, std::uint32_t id, std::uint32_t milliseconds) {
   std::uint32_t old = 0;
   if (lock->word.compare_exchange_strong(old, id, std::memory_order_acquire,
@@ -353,17 +360,32 @@ bool closeLock(LockObject* lock) {
 
 LockWait acquireLock(LockObject* lock, std::uint32_t milliseconds) {
   if (lock == nullptr) return LockWait::failed;
-  const std::uint32_t id = self.id;
+  const std::uint64_t state = self.state;
+  const auto id = static_cast<std::uint32_t>(state);
   if (id == 0) return acquireFirst(lock, milliseconds);
-  return acquire(lock, id, milliseconds);
+  std::uint32_t old = 0;
+  if (lock->word.compare_exchange_strong(old, id, std::memory_order_acquire,
+                                         std::memory_order_relaxed)) {
+    lock->holder.store(id, std::memory_order_relaxed);
+    lock->depth = 1;
+    self.state = state + kOneHeld;
+    return LockWait::acquired;
+  }
+  // Only this thread can have put its own id there.
+  if ((old & kHolder) == id) {
+    ++lock->depth;
+    return LockWait::acquired;
+  }
+  return waitForLock(lock, id, milliseconds);
 }
 
 bool releaseLock(LockObject* lock) {
   if (lock == nullptr) return false;
-  const std::uint32_t id = self.id;
+  const std::uint64_t state = self.state;
+  const auto id = static_cast<std::uint32_t>(state);
   if (id == 0 || lock->holder.load(std::memory_order_relaxed) != id) return false;
   if (--lock->depth != 0) return true;
-  --self.held;
+  self.state = state - kOneHeld;
   lock->holder.store(0, std::memory_order_relaxed);
   // Acquire too: with kClosed, the lock is destroyed after the closer's last use.
   const std::uint32_t old = lock->word.exchange(0, std::memory_order_acq_rel);
