@@ -7,8 +7,9 @@
 #
 # Case names are <family>/<operation>/<impl>, impl `lumbrel` for the library.
 # The rate is bytes_per_second or items_per_second, whichever the case sets;
-# a memory case sets the counter peak_per_byte instead (the peak resident set
-# added per byte of file, lower is better), which stands in the rate's place.
+# of a case run several times, the median's. A memory case sets the counter
+# peak_per_byte instead (the peak resident set added per byte of file, lower
+# is better), which stands in the rate's place.
 # Plain awk (mawk too): the programs write one JSON member a line.
 #
 #   awk -v goals=bench/goals -v json=out.json -v skipped="POCO ICU" -v stamp="..." \
@@ -30,10 +31,10 @@ function program_family(file) {
 
 # Stores the case read so far, if it is a measured run.
 function flush(    parts, count, i, family, operation, impl, key) {
-  if (name == "" || run_type == "aggregate") {
-    name = ""
-    return
-  }
+  # A case repeated several times counts by its median.
+  if (run_type == "aggregate" && aggregate_name == "median" && run_name != "") name = run_name
+  else if (run_type == "aggregate") name = ""
+  if (name == "") return
   count = split(name, parts, "/")
   if (count >= 3 && parts[1] ~ /^[a-z0-9_]+$/ && parts[3] !~ /:/ &&
       parts[3] !~ /^(real_time|manual_time|process_time)$/) {
@@ -75,6 +76,8 @@ function flush(    parts, count, i, family, operation, impl, key) {
   name = value_of($0)
   name_file = FILENAME
   run_type = ""
+  run_name = ""
+  aggregate_name = ""
   bytes = ""
   items = ""
   peak = ""
@@ -82,6 +85,8 @@ function flush(    parts, count, i, family, operation, impl, key) {
   next
 }
 name != "" && /^[ \t]*"run_type":/ { run_type = value_of($0) }
+name != "" && /^[ \t]*"run_name":/ { run_name = value_of($0) }
+name != "" && /^[ \t]*"aggregate_name":/ { aggregate_name = value_of($0) }
 name != "" && /^[ \t]*"bytes_per_second":/ { bytes = value_of($0) }
 name != "" && /^[ \t]*"items_per_second":/ { items = value_of($0) }
 name != "" && /^[ \t]*"peak_per_byte":/ { peak = value_of($0) }
@@ -228,8 +233,8 @@ function ratio_text(ratio) {
 }
 
 # Judges every goal against every operation it matches: each (goal, operation)
-# pair is one verdict, decided by the lowest ratio among its peers. The peers'
-# rows in the table show the goal too.
+# pair that has peers is one verdict, decided by the lowest ratio among them.
+# The peers' rows in the table show the goal too.
 function judge(    o, key, g, n, chosen, i, peer, ratio, worst, worst_peer, verdict, label) {
   for (g = 1; g <= goal_count; g++)
     if (goal_peers[g] == "self" || goal_peers[g] == "growth") judge_own(g)
@@ -256,8 +261,10 @@ function judge(    o, key, g, n, chosen, i, peer, ratio, worst, worst_peer, verd
           worst_peer = peer
         }
       }
-      if (n == 0) verdict = "no peer"
-      else if (worst == "none") verdict = "no figure"
+      # An operation that no peer measured (or whose named peer is not
+      # installed) has nothing to hold the library against.
+      if (n == 0) continue
+      if (worst == "none") verdict = "no figure"
       else verdict = met(goal_bound[g], worst) ? "met" : "MISSED"
       add_verdict(key, label, worst_peer, worst == "none" ? "" : worst, verdict)
     }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <stdexcept>
 
+#include "platform/Compiler.h"
 #include "platform/Lock.h"
 
 namespace Lumbrel {
@@ -28,25 +29,29 @@ Mutex& Mutex::operator=(const Mutex& other) {
   return *this;
 }
 
+namespace {
+
+// Out of line, so that a lock taken at once saves no registers for it.
+[[noreturn]] LUMBREL_NOINLINE void failedToLock(platform::LockObject* handle,
+                                                         platform::LockWait wait) {
+  if (wait == platform::LockWait::abandoned) {
+    // The former holder is gone; we hold it once now. Give it back so that
+    // the lock is free, and report the wait as failed.
+    platform::releaseLock(handle);
+  }
+  throw std::runtime_error("failed to obtain mutex within timeout");
+}
+
+}  // namespace
+
 void Mutex::lock(unsigned long timeout) {
   // The limit is a 32-bit count of milliseconds, as on the platform this
   // interface was first written for.
   const auto seconds = static_cast<std::uint32_t>(timeout);
   const std::uint32_t limit =
       seconds == platform::kWaitForever ? platform::kWaitForever : seconds * 1000u;
-  switch (platform::acquireLock(handle, limit)) {
-    case platform::LockWait::acquired:
-      return;
-    case platform::LockWait::abandoned:
-      // The former holder is gone; we hold it once now. Give it back so that
-      // the lock is free, and report the wait as failed.
-      platform::releaseLock(handle);
-      break;
-    case platform::LockWait::timedOut:
-    case platform::LockWait::failed:
-      break;
-  }
-  throw std::runtime_error("failed to obtain mutex within timeout");
+  const platform::LockWait wait = platform::acquireLock(handle, limit);
+  if (wait != platform::LockWait::acquired) failedToLock(handle, wait);
 }
 
 void Mutex::unlock() { platform::releaseLock(handle); }

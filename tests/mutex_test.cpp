@@ -75,6 +75,47 @@ TEST(MutexTest, NothingKeepsTheLockPastItsHolder) {
   mutex.lock(0);  // the failed wait freed the abandoned lock
   mutex.unlock();
   EXPECT_FALSE(heldElsewhere(mutex));
+
+  // A waiter already blocked is woken when the holder ends, twice over.
+  std::promise<void> held;
+  std::promise<void> end;
+  std::thread holder([&] {
+    mutex.lock();
+    mutex.lock();
+    held.set_value();
+    end.get_future().wait();
+  });
+  held.get_future().wait();
+  auto waiter = std::async(std::launch::async, [&] {
+    EXPECT_THROW_MSG(mutex.lock(), std::runtime_error, kTimeout);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  end.set_value();
+  holder.join();
+  waiter.get();
+  EXPECT_FALSE(heldElsewhere(mutex));
+}
+
+// The last handle may go while a thread holds the lock, through the holder
+// or another thread; the lock goes when the holder ends (the sanitizers'
+// builds see a leak or a use after free).
+TEST(MutexTest, LastHandleMayGoWhileHeld) {
+  std::thread([] {
+    Mutex own;
+    own.lock();
+  }).join();
+  auto* mutex = new Mutex;
+  std::promise<void> held;
+  std::promise<void> closed;
+  std::thread holder([&] {
+    mutex->lock();
+    held.set_value();
+    closed.get_future().wait();
+  });
+  held.get_future().wait();
+  delete mutex;
+  closed.set_value();
+  holder.join();
 }
 
 }  // namespace

@@ -44,18 +44,31 @@ TEST(TextTest, EncodesEachRangeAndDecodesItBack) {
   }
 }
 
-// Runs long enough for the block paths, with one other unit or form at every
-// position, so that each block boundary meets an odd element.
+// Runs long enough for the block paths, of one length of form or mixed as
+// prose mixes them, with one other unit or form at every position, so that
+// each block boundary meets an odd element.
 TEST(TextTest, LongRunsConvertLikeSingleUnits) {
-  for (const unsigned short run : units({0x61, 0x3B1, 0x4E00})) {
+  wstring mixed;
+  while (mixed.size() < 80) mixed += units({'a', 0xE9, ' ', 0x436, 0x4E2D, ',', 0x5B57});
+  mixed.resize(80);
+  for (const wstring& run : {wstring(80, 0x61), wstring(80, 0x3B1), wstring(80, 0x4E00), mixed}) {
     for (std::size_t at = 0; at < 72; ++at) {
-      wstring wide(80, run);
+      wstring wide = run;
       wide[at] = units({'x', 0xE9, 0x20AC, 0xFFFF})[at % 4];
       string expected;
       for (const unsigned short unit : wide) expected += make_string(wstring(1, unit));
-      EXPECT_EQ(make_string(wide), expected) << std::hex << run << ' ' << at;
-      EXPECT_EQ(make_wstring(expected), wide) << std::hex << run << ' ' << at;
+      EXPECT_EQ(make_string(wide), expected) << std::hex << run[1] << ' ' << at;
+      EXPECT_EQ(make_wstring(expected), wide) << std::hex << run[1] << ' ' << at;
     }
+  }
+  // Inside mixed text a four-byte form still gives its low 16 bits, and an
+  // overlong null still ends the text.
+  for (std::size_t at = 0; at < 40; ++at) {
+    const string front = make_string(mixed.substr(0, at));
+    EXPECT_EQ(make_wstring(front + bytes({0xF0, 0x9F, 0x98, 0x80}) + make_string(mixed)),
+              mixed.substr(0, at) + units({0xF600}) + mixed) << at;
+    EXPECT_EQ(make_wstring(front + bytes({0xC0, 0x80}) + make_string(mixed)), mixed.substr(0, at))
+        << at;
   }
   // An overlong null inside a run of two- or three-byte forms ends the text.
   for (std::size_t at = 0; at < 40; ++at) {

@@ -4,16 +4,23 @@
 #include <cstring>
 
 #include "platform/Compiler.h"
+#include "platform/Cpu.h"
 
-#if defined(__SSE2__)
+#if LUMBREL_HAVE_SSE2
 #include <emmintrin.h>
 #endif
+#if LUMBREL_CAN_TARGET_SSSE3
+#include <immintrin.h>
+#endif
 
-// Both codecs work on runs: ASCII, two-byte and three-byte forms are taken a
-// block at a time where the target has SSE2, and one element at a time
-// everywhere else and at the ends of the text. The blocks only take what the
-// element-wise walk would take in the same way; any element they are unsure of
-// is left to that walk.
+// Both codecs work on blocks where the target has SSE2: runs of ASCII, of
+// two-byte and of three-byte forms each in a loop of their own, and blocks
+// that mix them, as prose does, without a branch per form. Mixed blocks are
+// closed up by byte shuffles where the processor has SSSE3, and decoded 32
+// bytes at a time where it has AVX2, both asked once at run time. Elsewhere,
+// and at the ends of the text, the codecs walk one element at a time. The
+// blocks only take what the element-wise walk would take in the same way; any
+// element they are unsure of is left to that walk.
 //
 // Each result is allocated once. A first pass finds the measured length and
 // whether the text is all ASCII; such text is then copied through the range
@@ -31,7 +38,7 @@ constexpr std::size_t kChunk = 16 * 1024;
 // Bytes decoded between two appends to the result.
 constexpr std::size_t kDecodeChunk = 4 * 1024;
 
-#if defined(__SSE2__)
+#if LUMBREL_HAVE_SSE2
 // The x86-64 baseline, so no test of the processor is needed.
 
 __m128i load128(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
@@ -46,7 +53,7 @@ unsigned mask(__m128i v) { return static_cast<unsigned>(_mm_movemask_epi8(v)); }
 // null unit.
 std::size_t unitsBeforeNull(const unsigned short* text, std::size_t limit) {
   std::size_t n = 0;
-#if defined(__SSE2__)
+#if LUMBREL_HAVE_SSE2
   const __m128i zero = _mm_setzero_si128();
   while (limit - n >= 32) {
     const __m128i nulls = _mm_or_si128(
@@ -80,7 +87,7 @@ long compareFolded(const Unit* a, const Unit* b) {
   }
 }
 
-#if defined(__SSE2__)
+#if LUMBREL_HAVE_SSE2
 // Two movemask bits for each unit below `limit`, a power of two.
 unsigned belowLanes(__m128i units, unsigned limit) {
   return mask(_mm_cmpeq_epi16(_mm_and_si128(units, splat16(~(limit - 1) & 0xFFFF)),
@@ -118,13 +125,228 @@ void storeThreeByteForms(char* out, __m128i units) {
     store128(out + 12 * h, forms);
   }
 }
+
+// Four units (one per 32-bit lane) to their forms, each in its lane with the
+// lead byte lowest; `one` and `small` become all ones in the lanes whose form
+// has one byte, or at most two.
+__m128i mixedForms(__m128i u, __m128i& one, __m128i& small) {
+  const __m128i low6 = _mm_and_si128(u, splat32(0x3F));
+  const __m128i two =
+      _mm_or_si128(_mm_or_si128(_mm_srli_epi32(u, 6), _mm_slli_epi32(low6, 8)), splat32(0x80C0));
+  const __m128i three = _mm_or_si128(
+      _mm_or_si128(_mm_srli_epi32(u, 12),
+                   _mm_slli_epi32(_mm_and_si128(_mm_srli_epi32(u, 6), splat32(0x3F)), 8)),
+      _mm_or_si128(_mm_slli_epi32(low6, 16), splat32(0x008080E0)));
+  one = _mm_cmplt_epi32(u, splat32(0x80));
+  small = _mm_cmplt_epi32(u, splat32(0x800));
+  return _mm_or_si128(
+      _mm_and_si128(one, u),
+      _mm_andnot_si128(one, _mm_or_si128(_mm_and_si128(small, two), _mm_andnot_si128(small, three))));
+}
+
+// Eight units of any kinds to their forms, written one after the other from
+// `out`; gives the bytes written. The lanes are stored four bytes at a time,
+// each store moving on by its form's length: no branch depends on the text,
+// so runs of one letter or two between spaces cost no mispredictions. Writes
+// up to 28 bytes.
+std::size_t storeMixedForms(char* out, __m128i units) {
+  alignas(16) std::uint32_t forms[8];
+  alignas(16) std::uint32_t lengths[8];
+  const __m128i halves[2] = {_mm_unpacklo_epi16(units, _mm_setzero_si128()),
+                             _mm_unpackhi_epi16(units, _mm_setzero_si128())};
+  for (std::size_t h = 0; h < 2; ++h) {
+    __m128i one;
+    __m128i small;
+    store128(forms + 4 * h, mixedForms(halves[h], one, small));
+    store128(lengths + 4 * h, _mm_add_epi32(splat32(3), _mm_add_epi32(one, small)));
+  }
+  std::size_t pos = 0;
+  for (std::size_t k = 0; k < 8; ++k) {
+    std::memcpy(out + pos, &forms[k], 4);
+    pos += lengths[k];
+  }
+  return pos;
+}
+
+#if LUMBREL_CAN_TARGET_SSSE3
+// Byte shuffles that close up lanes, one per set of lanes to keep, with the
+// count of bytes they bring to the front. Built at compile time.
+struct Compaction {
+  unsigned char shuffle[256][16];
+  unsigned char count[256];
+};
+
+// Eight 16-bit lanes; bit k of the index keeps lane k.
+constexpr Compaction unitCompaction() {
+  Compaction table{};
+  for (unsigned index = 0; index < 256; ++index) {
+    unsigned n = 0;
+    for (unsigned lane = 0; lane < 8; ++lane) {
+      if (((index >> lane) & 1u) == 0) continue;
+      table.shuffle[index][n++] = static_cast<unsigned char>(2 * lane);
+      table.shuffle[index][n++] = static_cast<unsigned char>(2 * lane + 1);
+    }
+    table.count[index] = static_cast<unsigned char>(n / 2);
+    while (n < 16) table.shuffle[index][n++] = 0x80;
+  }
+  return table;
+}
+
+// Four 32-bit lanes of forms; bit k of the index says that the form in lane
+// k has more than one byte, bit k + 4 that it has three.
+constexpr Compaction formCompaction() {
+  Compaction table{};
+  for (unsigned index = 0; index < 256; ++index) {
+    unsigned n = 0;
+    for (unsigned lane = 0; lane < 4; ++lane) {
+      const unsigned length = 1 + ((index >> lane) & 1u) + ((index >> (lane + 4)) & 1u);
+      for (unsigned b = 0; b < length; ++b)
+        table.shuffle[index][n++] = static_cast<unsigned char>(4 * lane + b);
+    }
+    table.count[index] = static_cast<unsigned char>(n);
+    while (n < 16) table.shuffle[index][n++] = 0x80;
+  }
+  return table;
+}
+
+// Eight 16-bit lanes of forms of one or two bytes; bit k of the index says
+// that the form in lane k has two.
+constexpr Compaction smallFormCompaction() {
+  Compaction table{};
+  for (unsigned index = 0; index < 256; ++index) {
+    unsigned n = 0;
+    for (unsigned lane = 0; lane < 8; ++lane) {
+      table.shuffle[index][n++] = static_cast<unsigned char>(2 * lane);
+      if (((index >> lane) & 1u) != 0) table.shuffle[index][n++] = static_cast<unsigned char>(2 * lane + 1);
+    }
+    table.count[index] = static_cast<unsigned char>(n);
+    while (n < 16) table.shuffle[index][n++] = 0x80;
+  }
+  return table;
+}
+
+alignas(16) constexpr Compaction kUnitCompaction = unitCompaction();
+alignas(16) constexpr Compaction kFormCompaction = formCompaction();
+alignas(16) constexpr Compaction kSmallFormCompaction = smallFormCompaction();
+
+// Eight units below 0x800, ASCII and two-byte mixed, to their forms from
+// `out`; gives the bytes written. Writes 16 bytes.
+LUMBREL_TARGET_SSSE3 std::size_t storeSmallFormsSsse3(char* out, __m128i units) {
+  const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(units, splat16(0xFF80)), _mm_setzero_si128());
+  const __m128i forms = _mm_or_si128(_mm_and_si128(ascii, units), _mm_andnot_si128(ascii, twoByteForms(units)));
+  const unsigned index = ~mask(_mm_packs_epi16(ascii, ascii)) & 0xFFu;
+  store128(out, _mm_shuffle_epi8(forms, load128(kSmallFormCompaction.shuffle[index])));
+  return kSmallFormCompaction.count[index];
+}
+
+// storeMixedForms with one shuffle per four forms.
+LUMBREL_TARGET_SSSE3 std::size_t storeMixedFormsSsse3(char* out, __m128i units) {
+  const __m128i halves[2] = {_mm_unpacklo_epi16(units, _mm_setzero_si128()),
+                             _mm_unpackhi_epi16(units, _mm_setzero_si128())};
+  std::size_t pos = 0;
+  for (std::size_t h = 0; h < 2; ++h) {
+    __m128i one;
+    __m128i small;
+    const __m128i forms = mixedForms(halves[h], one, small);
+    const unsigned index =
+        (~static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(one))) & 0xFu) |
+        ((~static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(small))) & 0xFu) << 4);
+    store128(out + pos, _mm_shuffle_epi8(forms, load128(kFormCompaction.shuffle[index])));
+    pos += kFormCompaction.count[index];
+  }
+  return pos;
+}
+
+#if LUMBREL_CAN_TARGET_AVX2
+// A bit for each of the 32 bytes whose bits under `keep` are `value`.
+LUMBREL_TARGET_AVX2 inline std::uint32_t bytesWhere(__m256i bytes, unsigned keep, unsigned value) {
+  return static_cast<std::uint32_t>(_mm256_movemask_epi8(
+      _mm256_cmpeq_epi8(_mm256_and_si256(bytes, _mm256_set1_epi8(static_cast<char>(keep))),
+                        _mm256_set1_epi8(static_cast<char>(value)))));
+}
+
+// The 16 bytes at p, one per 16-bit lane.
+LUMBREL_TARGET_AVX2 inline __m256i widen(const unsigned char* p) {
+  return _mm256_cvtepu8_epi16(_mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(p))));
+}
+
+// decodeMixedBlock (below) on 32 bytes at once; reads 35 and writes up to 32
+// units. Sets `run` to 2 or 3 when the block holds forms of that length
+// only, else to 0.
+LUMBREL_TARGET_AVX2 std::size_t decodeMixedBlockAvx2(const unsigned char* p, unsigned short* out,
+                                                     std::size_t& written, unsigned& run) {
+  const __m256i b0 = _mm256_loadu_si256(static_cast<const __m256i*>(static_cast<const void*>(p)));
+  const std::uint32_t continuations = bytesWhere(b0, 0xC0, 0x80);
+  const std::uint32_t leads2 = bytesWhere(b0, 0xE0, 0xC0);
+  const std::uint32_t leads3 = bytesWhere(b0, 0xF0, 0xE0);
+  const auto high = static_cast<std::uint32_t>(_mm256_movemask_epi8(b0));
+  if ((high & ~(continuations | leads2 | leads3)) != 0) return 0;
+  const std::uint64_t expected = (std::uint64_t{leads2} << 1) | (std::uint64_t{leads3} << 1) |
+                                 (std::uint64_t{leads3} << 2);
+  if (static_cast<std::uint32_t>(expected) != continuations) return 0;
+  const std::size_t taken = (expected >> 32) != 0 ? platform::highestBit(leads2 | leads3) : 32;
+  run = leads2 == 0x55555555u ? 2 : leads3 == 0x49249249u ? 3 : 0;
+
+  __m256i units[2];
+  std::uint32_t nulls = 0;
+  for (std::size_t h = 0; h < 2; ++h) {
+    const unsigned char* at = p + 16 * h;
+    const __m256i x0 = widen(at);
+    const __m256i mid = _mm256_and_si256(widen(at + 1), _mm256_set1_epi16(0x3F));
+    const __m256i last = _mm256_and_si256(widen(at + 2), _mm256_set1_epi16(0x3F));
+    const __m256i two =
+        _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(x0, _mm256_set1_epi16(0x1F)), 6), mid);
+    const __m256i three = _mm256_or_si256(
+        _mm256_or_si256(_mm256_slli_epi16(x0, 12), _mm256_slli_epi16(mid, 6)), last);
+    const __m256i is2 = _mm256_cmpeq_epi16(_mm256_and_si256(x0, _mm256_set1_epi16(0xE0)),
+                                           _mm256_set1_epi16(0xC0));
+    const __m256i is3 = _mm256_cmpeq_epi16(_mm256_and_si256(x0, _mm256_set1_epi16(0xF0)),
+                                           _mm256_set1_epi16(0xE0));
+    const __m256i u = _mm256_or_si256(
+        _mm256_andnot_si256(_mm256_or_si256(is2, is3), x0),
+        _mm256_or_si256(_mm256_and_si256(is2, two), _mm256_and_si256(is3, three)));
+    nulls |= static_cast<std::uint32_t>(
+        _mm256_movemask_epi8(_mm256_cmpeq_epi16(u, _mm256_setzero_si256())));
+    units[h] = u;
+  }
+  if (nulls != 0) return 0;
+  const std::uint32_t keep =
+      ~continuations & (taken == 32 ? 0xFFFFFFFFu : (std::uint32_t{1} << taken) - 1);
+  std::size_t pos = 0;
+  for (std::size_t q = 0; q < 4; ++q) {
+    const __m256i u = units[q / 2];
+    const __m128i eight = q % 2 == 0 ? _mm256_castsi256_si128(u) : _mm256_extracti128_si256(u, 1);
+    const unsigned index = (keep >> (8 * q)) & 0xFFu;
+    _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(out + pos)),
+                     _mm_shuffle_epi8(eight, _mm_load_si128(static_cast<const __m128i*>(
+                                                 static_cast<const void*>(kUnitCompaction.shuffle[index])))));
+    pos += kUnitCompaction.count[index];
+  }
+  written = pos;
+  return taken;
+}
+
+#endif
+
+// The kept units among sixteen, bit k of `keep` for unit k, to `out`; gives
+// how many. Writes 16 units.
+LUMBREL_TARGET_SSSE3 std::size_t compactUnitsSsse3(__m128i low, __m128i high, unsigned keep,
+                                                   unsigned short* out) {
+  const unsigned first = keep & 0xFFu;
+  const unsigned second = (keep >> 8) & 0xFFu;
+  store128(out, _mm_shuffle_epi8(low, load128(kUnitCompaction.shuffle[first])));
+  const std::size_t n = kUnitCompaction.count[first];
+  store128(out + n, _mm_shuffle_epi8(high, load128(kUnitCompaction.shuffle[second])));
+  return n + kUnitCompaction.count[second];
+}
+#endif
 #endif
 
 // The units in front of the first null unit among the first `limit`; `ascii`
 // is set to how many of them at the front are below 0x80.
 std::size_t measureUnits(const unsigned short* in, std::size_t limit, std::size_t& ascii) {
   std::size_t i = 0;
-#if defined(__SSE2__)
+#if LUMBREL_HAVE_SSE2
   const __m128i zero = _mm_setzero_si128();
   while (limit - i >= 32) {
     const __m128i a = load128(in + i);
@@ -148,7 +370,7 @@ std::size_t measureUnits(const unsigned short* in, std::size_t limit, std::size_
 std::size_t encodedBytes(const unsigned short* in, std::size_t count) {
   std::size_t i = 0;
   std::size_t extra = 0;
-#if defined(__SSE2__)
+#if LUMBREL_HAVE_SSE2
   // Every lane counts, negatively, the units below 0x80 and those below
   // 0x800: eight per round of 32 units, so 4,000 rounds stay inside a 16-bit
   // lane.
@@ -180,6 +402,7 @@ string encode(const unsigned short* in, std::size_t limit) {
   if (ascii == n) return string(in, in + n);
   // An exact count costs less than a second allocation and copy.
   const std::size_t total = ascii + encodedBytes(in + ascii, n - ascii);
+  [[maybe_unused]] const bool shuffles = platform::hasSsse3();
   string result;
   result.reserve(total);
   std::size_t pos = 0;
@@ -194,11 +417,10 @@ string encode(const unsigned short* in, std::size_t limit) {
     while (i < end) {
       // The units to walk one at a time before blocks are tried again.
       std::size_t walkEnd = i + 1;
-#if defined(__SSE2__)
-      // Only whole blocks of one kind are taken, each kind in a loop of its
-      // own so that the next load waits for no mask. A block of mixed kinds
-      // is walked unit by unit: taking its runs as blocks would cost a
-      // mispredicted branch for every short run.
+#if LUMBREL_HAVE_SSE2
+      // Blocks of one kind are taken in a loop of their own, so that the
+      // next load waits for no mask; a block of mixed kinds, as prose makes,
+      // is taken without a branch on its units.
       if (end - i >= 8 && room - pos >= 32) {
         __m128i v = load128(in + i);
         const unsigned asciiBits = asciiLanes(v);
@@ -238,7 +460,18 @@ string encode(const unsigned short* in, std::size_t limit) {
           } while (belowLanes(v, 0x800) == 0);
           continue;
         }
-        walkEnd = i + 8;
+#if LUMBREL_CAN_TARGET_SSSE3
+        if (shuffles) {
+          pos += smallBits == 0xFFFF ? storeSmallFormsSsse3(out + pos, v)
+                                     : storeMixedFormsSsse3(out + pos, v);
+        } else {
+          pos += storeMixedForms(out + pos, v);
+        }
+#else
+        pos += storeMixedForms(out + pos, v);
+#endif
+        i += 8;
+        continue;
       }
 #endif
       if (walkEnd > end) walkEnd = end;
@@ -277,7 +510,7 @@ unsigned short lastThree(const unsigned char* p) {
   return static_cast<unsigned short>(((p[0] & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu));
 }
 
-#if defined(__SSE2__)
+#if LUMBREL_HAVE_SSE2
 __m128i load32(const unsigned char* p) {
   std::uint32_t word;
   std::memcpy(&word, p, sizeof word);
@@ -328,13 +561,97 @@ unsigned threeByteBlock(const unsigned char* p, __m128i& units) {
   const __m128i leads = _mm_packs_epi32(threeByteLeads(first), threeByteLeads(second));
   return mask(_mm_andnot_si128(_mm_cmpeq_epi16(units, _mm_setzero_si128()), leads));
 }
+
+// Decodes a block of 16 bytes at p that mixes ASCII, two- and three-byte
+// forms, as prose does, writing up to 16 units from `out`; gives the bytes
+// taken and sets `written`. Gives 0 for a block that the walk must take:
+// a byte that is not ASCII, a lead of two or three bytes or the continuation
+// one of them expects (so every form holds exactly what the walk would take),
+// or a form that yields a null unit. A form that runs past the block is left
+// for the next one. Sets `twoByteRun` when the block holds two-byte forms
+// only. Reads 18 bytes.
+std::size_t decodeMixedBlock(const unsigned char* p, unsigned short* out, std::size_t& written,
+                             bool& twoByteRun, bool shuffles) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i b0 = load128(p);
+  const auto bytesWhere = [&](unsigned keep, unsigned value) {
+    return mask(_mm_cmpeq_epi8(_mm_and_si128(b0, _mm_set1_epi8(static_cast<char>(keep))),
+                               _mm_set1_epi8(static_cast<char>(value))));
+  };
+  const unsigned continuations = bytesWhere(0xC0, 0x80);
+  const unsigned leads2 = bytesWhere(0xE0, 0xC0);
+  const unsigned leads3 = bytesWhere(0xF0, 0xE0);
+  if ((mask(b0) & ~(continuations | leads2 | leads3)) != 0) return 0;
+  const unsigned expected = (leads2 << 1) | (leads3 << 1) | (leads3 << 2);
+  if ((expected & 0xFFFF) != continuations) return 0;
+  const std::size_t taken = (expected >> 16) != 0 ? platform::highestBit(leads2 | leads3) : 16;
+  twoByteRun = leads2 == 0x5555;
+
+  const __m128i b1 = load128(p + 1);
+  const __m128i b2 = load128(p + 2);
+  __m128i units[2];
+  unsigned nulls = 0;
+  for (std::size_t h = 0; h < 2; ++h) {
+    const __m128i x0 = h == 0 ? _mm_unpacklo_epi8(b0, zero) : _mm_unpackhi_epi8(b0, zero);
+    const __m128i x1 = h == 0 ? _mm_unpacklo_epi8(b1, zero) : _mm_unpackhi_epi8(b1, zero);
+    const __m128i x2 = h == 0 ? _mm_unpacklo_epi8(b2, zero) : _mm_unpackhi_epi8(b2, zero);
+    const __m128i mid = _mm_and_si128(x1, splat16(0x3F));
+    const __m128i two = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(x0, splat16(0x1F)), 6), mid);
+    const __m128i three = _mm_or_si128(_mm_or_si128(_mm_slli_epi16(x0, 12), _mm_slli_epi16(mid, 6)),
+                                       _mm_and_si128(x2, splat16(0x3F)));
+    const __m128i is2 = _mm_cmpeq_epi16(_mm_and_si128(x0, splat16(0xE0)), splat16(0xC0));
+    const __m128i is3 = _mm_cmpeq_epi16(_mm_and_si128(x0, splat16(0xF0)), splat16(0xE0));
+    const __m128i u = _mm_or_si128(_mm_andnot_si128(_mm_or_si128(is2, is3), x0),
+                                   _mm_or_si128(_mm_and_si128(is2, two), _mm_and_si128(is3, three)));
+    nulls |= mask(_mm_cmpeq_epi16(u, zero));
+    units[h] = u;
+  }
+  // Only a lead can give a null unit: the text holds no null byte.
+  if (nulls != 0) return 0;
+  const unsigned keep = ~continuations & ((1u << taken) - 1);
+#if LUMBREL_CAN_TARGET_SSSE3
+  if (shuffles) {
+    written = compactUnitsSsse3(units[0], units[1], keep, out);
+    return taken;
+  }
+#endif
+  static_cast<void>(shuffles);
+  // Every unit is stored and the position moves on only past those that
+  // stay: no branch per form.
+  alignas(16) unsigned short all[16];
+  store128(all, units[0]);
+  store128(all + 8, units[1]);
+  std::size_t pos = 0;
+  for (std::size_t k = 0; k < 16; ++k) {
+    out[pos] = all[k];
+    pos += (keep >> k) & 1u;
+  }
+  written = pos;
+  return taken;
+}
+#endif
+
+#if LUMBREL_HAVE_SSE2
+// Decodes blocks of 16 bytes of two-byte forms alone from in + i while there
+// are, stopping 32 bytes before `end`.
+void takeTwoByteRun(const unsigned char* in, std::size_t& i, std::size_t end, unsigned short* out,
+                    std::size_t& pos) {
+  while (end - i >= 32) {
+    const __m128i v = load128(in + i);
+    const __m128i units = twoByteUnits(v);
+    if (twoByteLanes(v, units) != 0xFFFF) break;
+    store128(out + pos, units);
+    pos += 8;
+    i += 16;
+  }
+}
 #endif
 
 // The bytes in front of the first null byte among the first `limit`; `ascii`
 // is set to how many of them at the front are below 0x80.
 std::size_t measureBytes(const unsigned char* in, std::size_t limit, std::size_t& ascii) {
   std::size_t i = 0;
-#if defined(__SSE2__)
+#if LUMBREL_HAVE_SSE2
   const __m128i zero = _mm_setzero_si128();
   while (limit - i >= 64) {
     const __m128i a = load128(in + i);
@@ -360,6 +677,8 @@ std::size_t measureBytes(const unsigned char* in, std::size_t limit, std::size_t
 // so n units are always enough and the result is allocated once.
 wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
   if (ascii == n) return wstring(in, in + n);
+  [[maybe_unused]] const bool shuffles = platform::hasSsse3();
+  [[maybe_unused]] const bool wide = platform::hasAvx2();
   wstring result;
   result.reserve(n);
   // One unit for each byte of the chunk: enough for the blocks too, which
@@ -372,9 +691,9 @@ wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
     while (i < end) {
       // The bytes to walk one form at a time before blocks are tried again.
       std::size_t walkEnd = i + 1;
-#if defined(__SSE2__)
-      // As in encode: only whole blocks of one kind, each kind in a loop of
-      // its own; a block of mixed kinds is walked.
+#if LUMBREL_HAVE_SSE2
+      // ASCII runs in a loop of their own; any other block is taken as mixed,
+      // without a branch per form; what the blocks cannot take is walked.
       if (end - i >= 32) {
         __m128i v = load128(in + i);
         if (mask(v) == 0) {
@@ -388,29 +707,52 @@ wstring decode(const unsigned char* in, std::size_t n, std::size_t ascii) {
           } while (mask(v) == 0);
           continue;
         }
-        if ((in[i] & 0xE0) == 0xC0) {
-          __m128i units = twoByteUnits(v);
-          if (twoByteLanes(v, units) == 0xFFFF) {
-            do {
-              store128(out + pos, units);
-              pos += 8;
-              i += 16;
-              if (end - i < 32) break;
-              v = load128(in + i);
-              units = twoByteUnits(v);
-            } while (twoByteLanes(v, units) == 0xFFFF);
+#if LUMBREL_CAN_TARGET_AVX2
+        if (wide && end - i >= 48) {
+          std::size_t written = 0;
+          unsigned run = 0;
+          const std::size_t taken = decodeMixedBlockAvx2(in + i, out + pos, written, run);
+          if (taken != 0) {
+            i += taken;
+            pos += written;
+            if (run == 2) {
+              takeTwoByteRun(in, i, end, out, pos);
+            } else if (run == 3) {
+              __m128i units;
+              while (end - i >= 32 && threeByteBlock(in + i, units) == 0xFFFF) {
+                store128(out + pos, units);
+                pos += 8;
+                i += 24;
+              }
+            }
             continue;
           }
-        } else if ((in[i] & 0xF0) == 0xE0) {
+        }
+#endif
+        // Three-byte forms, as Chinese and Japanese text is mostly made of,
+        // are taken eight at a time, or as many as lead the block: a block
+        // that holds ASCII further on still moves the walk on.
+        if ((in[i] & 0xF0) == 0xE0) {
           __m128i units;
-          if (threeByteBlock(in + i, units) == 0xFFFF) {
-            do {
-              store128(out + pos, units);
-              pos += 8;
-              i += 24;
-            } while (end - i >= 32 && threeByteBlock(in + i, units) == 0xFFFF);
+          const unsigned good = threeByteBlock(in + i, units);
+          const std::size_t forms = good == 0xFFFF ? 8 : platform::countTrailingZeros(~good) / 2;
+          if (forms >= 2) {
+            store128(out + pos, units);
+            pos += forms;
+            i += 3 * forms;
             continue;
           }
+        }
+        std::size_t written = 0;
+        bool twoByteRun = false;
+        const std::size_t taken = decodeMixedBlock(in + i, out + pos, written, twoByteRun, shuffles);
+        if (taken != 0) {
+          i += taken;
+          pos += written;
+          // A block of two-byte forms alone may start a run of them, which
+          // its own loop takes faster.
+          if (twoByteRun) takeTwoByteRun(in, i, end, out, pos);
+          continue;
         }
         walkEnd = i + 16;
       }

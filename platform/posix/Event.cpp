@@ -6,6 +6,7 @@
 // arrive before any waiter runs. Manual-reset events count signals, so that a
 // waiter blocked at a signal leaves even if a reset follows at once.
 #include <pthread.h>
+#include <sched.h>
 #include <time.h>
 
 #include <atomic>
@@ -25,8 +26,10 @@ struct EventObject {
   pthread_cond_t condition;
   std::atomic<long> references{1};
   const bool autoReset;
+  // Written under `mutex`, like the fields below; read without it only as a
+  // hint by a waiter that spins before it blocks.
+  std::atomic<bool> signalled{false};
   // The fields below are guarded by `mutex`.
-  bool signalled = false;
   unsigned long waiters = 0;     // auto-reset: threads blocked in waitEvent
   unsigned long releases = 0;    // auto-reset: signals handed to blocked waiters
   unsigned long generation = 0;  // manual-reset: signals so far
@@ -35,6 +38,10 @@ struct EventObject {
 namespace {
 
 thread_local bool creationFails = false;
+
+// Looks of a waiter for a signal before it blocks, each after giving up the
+// processor: some microseconds in all.
+constexpr int kLooks = 16;
 
 // Counts a blocked auto-reset waiter for a scope. A waiter that leaves without
 // its release (it was cancelled) must not take a signal with it: a release no
@@ -48,7 +55,7 @@ class Waiting {
     if (released_) return;
     if (event_->releases > event_->waiters) {
       --event_->releases;
-      event_->signalled = true;
+      event_->signalled.store(true, std::memory_order_relaxed);
     }
     if (event_->releases > 0) pthread_cond_broadcast(&event_->condition);
   }
@@ -86,10 +93,10 @@ EventWait waitAutoReset(EventObject* event, bool limited, const timespec& deadli
 
 EventWait waitManualReset(EventObject* event, bool limited, const timespec& deadline) {
   const unsigned long seen = event->generation;
-  while (!event->signalled && event->generation == seen) {
+  while (!event->signalled.load(std::memory_order_relaxed) && event->generation == seen) {
     const int result = block(event, limited, deadline);
     if (result == ETIMEDOUT) {
-      if (event->signalled || event->generation != seen) break;
+      if (event->signalled.load(std::memory_order_relaxed) || event->generation != seen) break;
       return EventWait::timedOut;
     }
     if (result != 0) return EventWait::failed;
@@ -184,31 +191,45 @@ void setEvent(EventObject* event) {
   if (pthread_mutex_lock(&event->mutex) != 0) return;
   WakeAfterUnlock wake(event);
   if (!event->autoReset) {
-    event->signalled = true;
+    event->signalled.store(true, std::memory_order_relaxed);
     ++event->generation;
     wake.all();
   } else if (event->waiters > event->releases) {
     ++event->releases;
     wake.one();
   } else {
-    event->signalled = true;
+    event->signalled.store(true, std::memory_order_relaxed);
   }
 }
 
 void resetEvent(EventObject* event) {
   if (event == nullptr || pthread_mutex_lock(&event->mutex) != 0) return;
   HeldMutex held(&event->mutex);
-  event->signalled = false;
+  event->signalled.store(false, std::memory_order_relaxed);
 }
 
 EventWait waitEvent(EventObject* event, std::uint32_t milliseconds) {
   if (event == nullptr) return EventWait::failed;
   const bool limited = milliseconds != kWaitForever;
   const timespec deadline = limited ? monotonicDeadline(milliseconds) : timespec{};
+  // An auto-reset signal often comes within microseconds, as when two
+  // threads hand work to and fro: looking for it a little while first saves
+  // both the sleep and the signaller's wake-up call, since a signal that finds
+  // no blocked waiter only sets the flag. Between looks the waiter yields, so
+  // that a signaller waiting for the same processor runs at once, where
+  // spinning on would only delay it. The flag is taken under the mutex below,
+  // so the looks change nothing else. A manual-reset event is not looked for:
+  // a signal and reset between two looks would pass the waiter by.
+  if (event->autoReset && milliseconds != 0) {
+    for (int look = 0; look < kLooks; ++look) {
+      if (event->signalled.load(std::memory_order_relaxed)) break;
+      sched_yield();
+    }
+  }
   if (pthread_mutex_lock(&event->mutex) != 0) return EventWait::failed;
   HeldMutex held(&event->mutex);
-  if (event->signalled) {
-    if (event->autoReset) event->signalled = false;
+  if (event->signalled.load(std::memory_order_relaxed)) {
+    if (event->autoReset) event->signalled.store(false, std::memory_order_relaxed);
     return EventWait::signalled;
   }
   if (milliseconds == 0) return EventWait::timedOut;
