@@ -8,24 +8,24 @@
 
 namespace Lumbrel {
 
-Mutex::Mutex() : handle(platform::createLock()) {
-  if (handle == nullptr) throw std::runtime_error("failed to create mutex");
+Mutex::Mutex() : handle_(platform::createLock()) {
+  if (handle_ == nullptr) throw std::runtime_error("failed to create mutex");
 }
 
-Mutex::Mutex(const Mutex& other) : handle(platform::duplicateLock(other.handle)) {
-  if (handle == nullptr) throw std::runtime_error("failed to duplicate mutex");
+Mutex::Mutex(const Mutex& other) : handle_(platform::duplicateLock(other.handle_)) {
+  if (handle_ == nullptr) throw std::runtime_error("failed to duplicate mutex");
 }
 
 Mutex::~Mutex() {
-  if (handle != nullptr) platform::closeLock(handle);
+  if (handle_ != nullptr) platform::closeLock(handle_);
 }
 
 Mutex& Mutex::operator=(const Mutex& other) {
   if (this == &other) return *this;
-  if (handle != nullptr && !platform::closeLock(handle))
+  if (handle_ != nullptr && !platform::closeLock(handle_))
     throw std::runtime_error("failed to close current mutex");
-  handle = platform::duplicateLock(other.handle);
-  if (handle == nullptr) throw std::runtime_error("failed to duplicate mutex");
+  handle_ = platform::duplicateLock(other.handle_);
+  if (handle_ == nullptr) throw std::runtime_error("failed to duplicate mutex");
   return *this;
 }
 
@@ -50,17 +50,17 @@ void Mutex::lock(unsigned long timeout) {
   const auto seconds = static_cast<std::uint32_t>(timeout);
   const std::uint32_t limit =
       seconds == platform::kWaitForever ? platform::kWaitForever : seconds * 1000u;
-  const platform::LockWait wait = platform::acquireLock(handle, limit);
-  if (wait != platform::LockWait::acquired) failedToLock(handle, wait);
+  const platform::LockWait wait = platform::acquireLock(handle_, limit);
+  if (wait != platform::LockWait::acquired) failedToLock(handle_, wait);
 }
 
-void Mutex::unlock() { platform::releaseLock(handle); }
+void Mutex::unlock() { platform::releaseLock(handle_); }
 
 bool Mutex::isLocked() const {
-  switch (platform::acquireLock(handle, 0)) {
+  switch (platform::acquireLock(handle_, 0)) {
     case platform::LockWait::acquired:
     case platform::LockWait::abandoned:
-      platform::releaseLock(handle);
+      platform::releaseLock(handle_);
       return false;
     case platform::LockWait::timedOut:
     case platform::LockWait::failed:
@@ -69,8 +69,8 @@ bool Mutex::isLocked() const {
   return true;
 }
 
-MutexLock::MutexLock(Mutex& target) : mutex(target) { mutex.lock(Mutex::WAIT_FOREVER); }
+MutexLock::MutexLock(Mutex& target) : mutex_(target) { mutex_.lock(Mutex::WAIT_FOREVER); }
 
-MutexLock::~MutexLock() { mutex.unlock(); }
+MutexLock::~MutexLock() { mutex_.unlock(); }
 
 }  // namespace Lumbrel

@@ -19,7 +19,7 @@ std::ios_base::openmode streamFlags(unsigned long word) {
 
 File::File() : File(wstring()) {}
 
-File::File(const wstring& fileName) : std::basic_fstream<char>(), name(fileName), mode(0), mutex() {}
+File::File(const wstring& fileName) : std::basic_fstream<char>(), name_(fileName), mode_(0), mutex_() {}
 
 File::~File() {
   if (!is_open()) return;
@@ -33,7 +33,7 @@ File::~File() {
 void File::open(unsigned long word) {
   FileLock guard(*this);
   platform::Platform& system = platform::current();
-  const string fileName = make_string(name);
+  const string fileName = make_string(name_);
   const std::ios_base::openmode flags = streamFlags(word);
   // Open through the buffer: the stream's own open() would clear the state
   // flags on success, and a successful first attempt must leave them alone.
@@ -44,20 +44,20 @@ void File::open(unsigned long word) {
     clear();
   }
   if (!is_open()) throw std::runtime_error("failed to open file.");
-  mode = word;
+  mode_ = word;
 }
 
 void File::close() {
   FileLock guard(*this);
   if (rdbuf()->close() == nullptr) setstate(std::ios_base::failbit);
   if (is_open()) throw std::runtime_error("failed to close file.");
-  mode = 0;
+  mode_ = 0;
 }
 
 void File::synchronize() {
   FileLock guard(*this);
   if (!is_open()) return;
-  const unsigned long saved = mode;
+  const unsigned long saved = mode_;
   if ((saved & (MODE_READ | MODE_WRITE)) == MODE_WRITE) {
     // Reopening for writing alone would empty the file that was just
     // written: flush and go back to the start instead.
@@ -69,15 +69,15 @@ void File::synchronize() {
   open(saved);
 }
 
-unsigned long File::getMode() const { return mode; }
+unsigned long File::getMode() const { return mode_; }
 
-void File::setMode(unsigned long word) { mode = word; }
+void File::setMode(unsigned long word) { mode_ = word; }
 
-wstring File::getName() const { return name; }
+wstring File::getName() const { return name_; }
 
 bool File::lock() {
   try {
-    mutex.lock(Mutex::WAIT_FOREVER);
+    mutex_.lock(Mutex::WAIT_FOREVER);
     return true;
   } catch (...) {
     return false;
@@ -86,7 +86,7 @@ bool File::lock() {
 
 bool File::unlock() {
   try {
-    mutex.unlock();
+    mutex_.unlock();
     return true;
   } catch (...) {
     return false;
@@ -137,8 +137,8 @@ bool File::rename(const wstring& from, const wstring& to) {
   return !exists(from) && exists(to);
 }
 
-FileLock::FileLock(File& target) : file(target) { file.lock(); }
+FileLock::FileLock(File& target) : file_(target) { file_.lock(); }
 
-FileLock::~FileLock() { file.unlock(); }
+FileLock::~FileLock() { file_.unlock(); }
 
 }  // namespace Lumbrel

@@ -4,7 +4,7 @@ namespace Lumbrel {
 namespace filepath {
 namespace {
 
-bool isSeparator(unsigned short unit) { return unit == SLASH || unit == BACKSLASH; }
+bool isSeparator(unsigned short unit) { return unit == kSlash || unit == kBackslash; }
 
 }  // namespace
 
@@ -17,11 +17,11 @@ wstring fullPath(const wstring& text) {
   // Segments behind the root that `..` never removes and that are never
   // taken for `.` or `..`: the server and share of a network path.
   std::size_t locked = 0;
-  if (n >= 3 && !isSeparator(units[0]) && units[1] == COLON && isSeparator(units[2])) {
-    result = {units[0], COLON, BACKSLASH};
+  if (n >= 3 && !isSeparator(units[0]) && units[1] == kColon && isSeparator(units[2])) {
+    result = {units[0], kColon, kBackslash};
     pos = 3;
   } else if (n >= 2 && isSeparator(units[0]) && isSeparator(units[1])) {
-    result = {BACKSLASH, BACKSLASH};
+    result = {kBackslash, kBackslash};
     pos = 2;
     locked = 2;
   } else {
@@ -51,20 +51,20 @@ wstring fullPath(const wstring& text) {
       // `.` names the directory it stands in.
     } else if (count >= locked && dotDot) {
       if (count > locked) {
-        result.resize(count == 1 ? rootSize : result.rfind(BACKSLASH));
+        result.resize(count == 1 ? rootSize : result.rfind(kBackslash));
         --count;
       }
     } else {
-      if (count > 0) result += BACKSLASH;
+      if (count > 0) result += kBackslash;
       result.append(units + pos, size);
       ++count;
     }
     endsWithSeparator = false;
     pos = end;
   }
-  if (endsWithSeparator && count > 0) result += BACKSLASH;
+  if (endsWithSeparator && count > 0) result += kBackslash;
 
-  if (result.size() >= MAX_PATH_UNITS) return wstring();
+  if (result.size() >= kMaxPathUnits) return wstring();
   return result;
 }
 

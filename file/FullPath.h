@@ -18,12 +18,12 @@ namespace filepath {
 // The separator characters of the library's file names. Widening these ASCII
 // characters gives themselves in every locale, so they are fixed when the
 // library is built, which also lets static initialisers elsewhere use them.
-constexpr unsigned short SLASH = '/';
-constexpr unsigned short COLON = ':';
-constexpr unsigned short BACKSLASH = '\\';
+constexpr unsigned short kSlash = '/';
+constexpr unsigned short kColon = ':';
+constexpr unsigned short kBackslash = '\\';
 
 // The room for a full path, its terminator included.
-constexpr std::size_t MAX_PATH_UNITS = 260;
+constexpr std::size_t kMaxPathUnits = 260;
 
 // The full form of `text` (read up to its first null unit): slashes become
 // backslashes, runs of separators collapse, `.` and `..` segments resolve and
@@ -31,7 +31,7 @@ constexpr std::size_t MAX_PATH_UNITS = 260;
 // unit, a colon and a separator, and `\\server\share` for text that starts
 // with two separators; those two segments are kept as they are. Empty when
 // the text has neither root (it would need the working directory) or when the
-// result needs more than MAX_PATH_UNITS units with its terminator.
+// result needs more than kMaxPathUnits units with its terminator.
 wstring fullPath(const wstring& text);
 
 }  // namespace filepath

@@ -8,9 +8,9 @@
 namespace Lumbrel {
 namespace {
 
-using filepath::BACKSLASH;
-using filepath::COLON;
-using filepath::SLASH;
+using filepath::kBackslash;
+using filepath::kColon;
+using filepath::kSlash;
 
 bool isAsciiLetter(unsigned short unit) {
   return (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z');
@@ -23,17 +23,17 @@ unsigned short upperAscii(unsigned short unit) {
 // `X:\` with an ASCII letter is the one absolute form; everything else is
 // anchored at the executable.
 bool isAbsolute(const wstring& text) {
-  return text.size() >= 3 && isAsciiLetter(text[0]) && text[1] == COLON && text[2] == BACKSLASH;
+  return text.size() >= 3 && isAsciiLetter(text[0]) && text[1] == kColon && text[2] == kBackslash;
 }
 
 // The executable's directory, backslash included, followed by `relative`,
 // in full form; empty when that cannot be determined.
 wstring anchored(const wstring& relative) {
   wstring joined = System::getProcessFileName();
-  const std::size_t last = joined.rfind(BACKSLASH);
+  const std::size_t last = joined.rfind(kBackslash);
   joined.resize(last == wstring::npos ? 0 : last + 1);
   joined += relative;
-  if (joined.size() > filepath::MAX_PATH_UNITS) joined.resize(filepath::MAX_PATH_UNITS);
+  if (joined.size() > filepath::kMaxPathUnits) joined.resize(filepath::kMaxPathUnits);
   return filepath::fullPath(joined);
 }
 
@@ -47,32 +47,32 @@ File::Path::Path(const wstring& path) {
 
   wstring text = isAbsolute(given) ? given : anchored(given);
   for (unsigned short& unit : text) {
-    if (unit == BACKSLASH) unit = SLASH;
+    if (unit == kBackslash) unit = kSlash;
   }
 
   // Every non-empty run in front of a slash is a segment; the first is the
   // volume, the others make the directory, and what follows the last slash is
   // the name.
-  const std::size_t lastSlash = text.rfind(SLASH);
+  const std::size_t lastSlash = text.rfind(kSlash);
   bool haveVolume = false;
   std::size_t start = 0;
   while (lastSlash != wstring::npos && start <= lastSlash) {
-    const std::size_t end = text.find(SLASH, start);
+    const std::size_t end = text.find(kSlash, start);
     if (end > start) {
       if (!haveVolume) {
-        volume.assign(text, start, end - start);
-        volume[0] = upperAscii(volume[0]);
-        directory = wstring(1, BACKSLASH);
+        volume_.assign(text, start, end - start);
+        volume_[0] = upperAscii(volume_[0]);
+        directory_ = wstring(1, kBackslash);
         haveVolume = true;
       } else {
-        directory.append(text, start, end - start);
-        directory += BACKSLASH;
+        directory_.append(text, start, end - start);
+        directory_ += kBackslash;
       }
     }
     start = end + 1;
   }
   if (!haveVolume) throw std::invalid_argument("cannot determine path");
-  name.assign(text, lastSlash + 1, wstring::npos);
+  name_.assign(text, lastSlash + 1, wstring::npos);
 }
 
 File::Path::Path(const unsigned short* path) : Path(make_wstring(path)) {}
@@ -87,19 +87,19 @@ File::Path::~Path() = default;
 
 File::Path& File::Path::operator=(const Path& other) = default;
 
-File::Path::operator wstring() const { return volume + directory + name; }
+File::Path::operator wstring() const { return volume_ + directory_ + name_; }
 
-const wstring& File::Path::getVolume() const { return volume; }
+const wstring& File::Path::getVolume() const { return volume_; }
 
-void File::Path::setVolume(const wstring& value) { volume = value; }
+void File::Path::setVolume(const wstring& value) { volume_ = value; }
 
-const wstring& File::Path::getDirectory() const { return directory; }
+const wstring& File::Path::getDirectory() const { return directory_; }
 
-void File::Path::setDirectory(const wstring& value) { directory = value; }
+void File::Path::setDirectory(const wstring& value) { directory_ = value; }
 
-const wstring& File::Path::getName() const { return name; }
+const wstring& File::Path::getName() const { return name_; }
 
-void File::Path::setName(const wstring& value) { name = value; }
+void File::Path::setName(const wstring& value) { name_ = value; }
 
 bool operator==(const File::Path& a, const File::Path& b) {
   return compare(static_cast<wstring>(a), static_cast<wstring>(b)) == 0;

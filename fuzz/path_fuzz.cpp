@@ -199,7 +199,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const wstring full = Lumbrel::filepath::fullPath(units);
   check(full == referenceFullPath(units));
-  check(full.size() < Lumbrel::filepath::MAX_PATH_UNITS);
+  check(full.size() < Lumbrel::filepath::kMaxPathUnits);
   check(full.find('/') == wstring::npos);
   check(Lumbrel::filepath::fullPath(full) == full);
   return 0;

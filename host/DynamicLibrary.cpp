@@ -5,47 +5,47 @@
 
 namespace Lumbrel {
 
-DynamicLibrary::DynamicLibrary() : handle(nullptr) {}
+DynamicLibrary::DynamicLibrary() : handle_(nullptr) {}
 
-DynamicLibrary::DynamicLibrary(const wstring& name) : fileName(name), handle(nullptr) {}
+DynamicLibrary::DynamicLibrary(const wstring& name) : fileName_(name), handle_(nullptr) {}
 
 DynamicLibrary::DynamicLibrary(const DynamicLibrary& other)
-    : fileName(other.fileName), handle(nullptr) {
+    : fileName_(other.fileName_), handle_(nullptr) {
   // This class's own load: a derived part does not exist yet.
-  if (other.handle != nullptr) DynamicLibrary::load();
+  if (other.handle_ != nullptr) DynamicLibrary::load();
 }
 
 DynamicLibrary& DynamicLibrary::operator=(const DynamicLibrary& other) {
   if (this == &other) return *this;
-  if (handle != nullptr) unload();
-  fileName = other.fileName;
-  if (other.handle != nullptr) load();
+  if (handle_ != nullptr) unload();
+  fileName_ = other.fileName_;
+  if (other.handle_ != nullptr) load();
   return *this;
 }
 
-DynamicLibrary::~DynamicLibrary() { platform::closeModule(handle); }
+DynamicLibrary::~DynamicLibrary() { platform::closeModule(handle_); }
 
 bool DynamicLibrary::load() {
-  if (handle != nullptr) return true;
-  handle = platform::openModule(platform::current().nativeName(make_string(fileName)));
-  return handle != nullptr;
+  if (handle_ != nullptr) return true;
+  handle_ = platform::openModule(platform::current().nativeName(make_string(fileName_)));
+  return handle_ != nullptr;
 }
 
 bool DynamicLibrary::unload() {
-  platform::closeModule(handle);
-  handle = nullptr;
+  platform::closeModule(handle_);
+  handle_ = nullptr;
   return true;
 }
 
-bool DynamicLibrary::isLoaded() const { return handle != nullptr; }
+bool DynamicLibrary::isLoaded() const { return handle_ != nullptr; }
 
-DynamicLibrary::Handle DynamicLibrary::getHandle() const { return handle; }
+DynamicLibrary::Handle DynamicLibrary::getHandle() const { return handle_; }
 
-wstring DynamicLibrary::getFileName() const { return fileName; }
+wstring DynamicLibrary::getFileName() const { return fileName_; }
 
 DynamicLibrary::Symbol DynamicLibrary::getSymbol(const wstring& name) const {
-  if (handle == nullptr) return nullptr;
-  return platform::findSymbol(handle, make_string(name).c_str());
+  if (handle_ == nullptr) return nullptr;
+  return platform::findSymbol(handle_, make_string(name).c_str());
 }
 
 }  // namespace Lumbrel

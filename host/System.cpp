@@ -25,18 +25,18 @@ constexpr unsigned short kSocketVersion = 0x0020;
 class SocketSession {
  public:
   explicit SocketSession(platform::Platform& target)
-      : system(target), started(target.socketStartup(kSocketVersion)) {}
+      : system_(target), started_(target.socketStartup(kSocketVersion)) {}
   ~SocketSession() {
-    if (started) system.socketCleanup();
+    if (started_) system_.socketCleanup();
   }
   SocketSession(const SocketSession&) = delete;
   SocketSession& operator=(const SocketSession&) = delete;
 
-  bool isStarted() const { return started; }
+  bool isStarted() const { return started_; }
 
  private:
-  platform::Platform& system;
-  bool started;
+  platform::Platform& system_;
+  bool started_;
 };
 
 // What the name service knows of this host, or false when the socket layer

@@ -87,7 +87,7 @@ unsigned char readPair(char high, char low) {
 
 }  // namespace
 
-Uuid::Uuid() : bytes{} {
+Uuid::Uuid() : bytes_{} {
   unsigned char fresh[16];
   // A failing source leaves the all-zero value, like any unusable input.
   if (!freshBytes(fresh, sizeof fresh)) return;
@@ -95,23 +95,23 @@ Uuid::Uuid() : bytes{} {
   // them in memory: Data3, which carries the version, is little-endian there.
   fresh[7] = static_cast<unsigned char>((fresh[7] & 0x0F) | 0x40);
   fresh[8] = static_cast<unsigned char>((fresh[8] & 0x3F) | 0x80);
-  std::memcpy(bytes, fresh, sizeof bytes);
+  std::memcpy(bytes_, fresh, sizeof bytes_);
 }
 
-Uuid::Uuid(const _GUID& guid) : bytes{} {
+Uuid::Uuid(const _GUID& guid) : bytes_{} {
   const std::uint32_t data1 = guid.Data1;
-  bytes[0] = static_cast<unsigned char>(data1 >> 24);
-  bytes[1] = static_cast<unsigned char>(data1 >> 16);
-  bytes[2] = static_cast<unsigned char>(data1 >> 8);
-  bytes[3] = static_cast<unsigned char>(data1);
-  bytes[4] = static_cast<unsigned char>(guid.Data2 >> 8);
-  bytes[5] = static_cast<unsigned char>(guid.Data2);
-  bytes[6] = static_cast<unsigned char>(guid.Data3 >> 8);
-  bytes[7] = static_cast<unsigned char>(guid.Data3);
-  for (std::size_t i = 0; i < 8; ++i) bytes[8 + i] = guid.Data4[i];
+  bytes_[0] = static_cast<unsigned char>(data1 >> 24);
+  bytes_[1] = static_cast<unsigned char>(data1 >> 16);
+  bytes_[2] = static_cast<unsigned char>(data1 >> 8);
+  bytes_[3] = static_cast<unsigned char>(data1);
+  bytes_[4] = static_cast<unsigned char>(guid.Data2 >> 8);
+  bytes_[5] = static_cast<unsigned char>(guid.Data2);
+  bytes_[6] = static_cast<unsigned char>(guid.Data3 >> 8);
+  bytes_[7] = static_cast<unsigned char>(guid.Data3);
+  for (std::size_t i = 0; i < 8; ++i) bytes_[8 + i] = guid.Data4[i];
 }
 
-Uuid::Uuid(const string& text) : bytes{} {
+Uuid::Uuid(const string& text) : bytes_{} {
   if (length(text) != 36) return;
   // Hyphens count for nothing, wherever they stand and however many there
   // are; fewer than 32 digits left is unusable.
@@ -130,11 +130,11 @@ Uuid::Uuid(const string& text) : bytes{} {
     }
   }
   if (count < 32) return;
-  for (std::size_t i = 0; i < 16; ++i) bytes[i] = readPair(digits[2 * i], digits[2 * i + 1]);
+  for (std::size_t i = 0; i < 16; ++i) bytes_[i] = readPair(digits[2 * i], digits[2 * i + 1]);
 }
 
-Uuid::Uuid(const std::vector<unsigned char>& data) : bytes{} {
-  if (data.size() == sizeof bytes) std::memcpy(bytes, data.data(), sizeof bytes);
+Uuid::Uuid(const std::vector<unsigned char>& data) : bytes_{} {
+  if (data.size() == sizeof bytes_) std::memcpy(bytes_, data.data(), sizeof bytes_);
 }
 
 Uuid::operator string() const {
@@ -143,18 +143,18 @@ Uuid::operator string() const {
   std::size_t at = 0;
   for (std::size_t i = 0; i < 16; ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text[at++] = '-';
-    text[at++] = kDigits[bytes[i] >> 4];
-    text[at++] = kDigits[bytes[i] & 0x0F];
+    text[at++] = kDigits[bytes_[i] >> 4];
+    text[at++] = kDigits[bytes_[i] & 0x0F];
   }
   return string(text, sizeof text);
 }
 
 Uuid::operator std::vector<unsigned char>() const {
-  return std::vector<unsigned char>(bytes, bytes + sizeof bytes);
+  return std::vector<unsigned char>(bytes_, bytes_ + sizeof bytes_);
 }
 
 bool operator==(const Uuid& a, const Uuid& b) {
-  return std::memcmp(a.bytes, b.bytes, sizeof a.bytes) == 0;
+  return std::memcmp(a.bytes_, b.bytes_, sizeof a.bytes_) == 0;
 }
 
 bool operator!=(const Uuid& a, const Uuid& b) { return !(a == b); }

@@ -16,27 +16,27 @@ class ByteBuffer {
   ByteBuffer() = default;
   explicit ByteBuffer(std::size_t count) { resize(count); }
 
-  unsigned char* data() { return bytes.get(); }
-  const unsigned char* data() const { return bytes.get(); }
-  std::size_t size() const { return used; }
-  std::size_t room() const { return capacity; }
+  unsigned char* data() { return bytes_.get(); }
+  const unsigned char* data() const { return bytes_.get(); }
+  std::size_t size() const { return used_; }
+  std::size_t room() const { return capacity_; }
 
   // Keeps the first min(size(), count) bytes; the rest are unspecified.
   void resize(std::size_t count) {
-    if (count > capacity) {
-      const std::size_t grown = count > 2 * capacity ? count : 2 * capacity;
+    if (count > capacity_) {
+      const std::size_t grown = count > 2 * capacity_ ? count : 2 * capacity_;
       std::unique_ptr<unsigned char[]> larger(new unsigned char[grown]);
-      if (used != 0) std::memcpy(larger.get(), bytes.get(), used);
-      bytes = std::move(larger);
-      capacity = grown;
+      if (used_ != 0) std::memcpy(larger.get(), bytes_.get(), used_);
+      bytes_ = std::move(larger);
+      capacity_ = grown;
     }
-    used = count;
+    used_ = count;
   }
 
  private:
-  std::unique_ptr<unsigned char[]> bytes;
-  std::size_t used = 0;
-  std::size_t capacity = 0;
+  std::unique_ptr<unsigned char[]> bytes_;
+  std::size_t used_ = 0;
+  std::size_t capacity_ = 0;
 };
 
 }  // namespace store

@@ -21,20 +21,20 @@ DataFile::Record::Record(const wstring& keyValue, const std::vector<unsigned cha
   setData(dataValue);
 }
 
-DataFile::Record::Record(const Record& other) : key(other.key), data(other.data) {}
+DataFile::Record::Record(const Record& other) : key_(other.key_), data_(other.data_) {}
 
 DataFile::Record& DataFile::Record::operator=(const Record& other) {
   if (this == &other) return *this;
   Record copy(other);
-  key.swap(copy.key);
-  data.swap(copy.data);
-  if (owner != nullptr) owner->keyChanged(*this);
+  key_.swap(copy.key_);
+  data_.swap(copy.data_);
+  if (owner_ != nullptr) owner_->keyChanged(*this);
   return *this;
 }
 
 DataFile::Record::~Record() = default;
 
-const wstring& DataFile::Record::getKey() const { return key; }
+const wstring& DataFile::Record::getKey() const { return key_; }
 
 void DataFile::Record::setKey(const wstring& value) {
   std::size_t first = 0;
@@ -50,62 +50,62 @@ void DataFile::Record::setKey(const wstring& value) {
   std::size_t counted = first;
   while (counted < last && value[counted] != 0) ++counted;
   if (counted == first) throw std::invalid_argument("zero length key");
-  key.assign(value, first, last - first);
-  if (owner != nullptr) owner->keyChanged(*this);
+  key_.assign(value, first, last - first);
+  if (owner_ != nullptr) owner_->keyChanged(*this);
 }
 
-const std::vector<unsigned char>& DataFile::Record::getData() const { return data; }
+const std::vector<unsigned char>& DataFile::Record::getData() const { return data_; }
 
 void DataFile::Record::setData(const std::vector<unsigned char>& value) {
-  if (&value != &data) data = value;
+  if (&value != &data_) data_ = value;
 }
 
 // ---- DataFile ----
 
-DataFile::DataFile() : File(), records(std::make_unique<store::RecordSet>()) {}
+DataFile::DataFile() : File(), records_(std::make_unique<store::RecordSet>()) {}
 
 DataFile::DataFile(const File::Path& path)
-    : File(static_cast<wstring>(path)), records(std::make_unique<store::RecordSet>()) {}
+    : File(static_cast<wstring>(path)), records_(std::make_unique<store::RecordSet>()) {}
 
 DataFile::~DataFile() { store::StoreModel::closeQuietly(*this); }
 
 // Binary, so that no byte is translated on its way to or from the file.
-void DataFile::open(unsigned long word) { records->open(*this, word | MODE_BINARY); }
+void DataFile::open(unsigned long word) { records_->open(*this, word | MODE_BINARY); }
 
-void DataFile::close() { records->close(*this); }
+void DataFile::close() { records_->close(*this); }
 
-void DataFile::synchronize() { records->synchronize(*this); }
+void DataFile::synchronize() { records_->synchronize(*this); }
 
 void DataFile::setSaveMode(SaveMode saving) {
   FileLock guard(*this);
-  records->setSaveMode(saving);
+  records_->setSaveMode(saving);
 }
 
 SaveMode DataFile::getSaveMode() const {
   FileLock guard(const_cast<DataFile&>(*this));
-  return records->saveMode();
+  return records_->saveMode();
 }
 
 unsigned long DataFile::size() const {
   DataFile& self = const_cast<DataFile&>(*this);
   FileLock guard(self);
-  return static_cast<unsigned long>(records->size());
+  return static_cast<unsigned long>(records_->size());
 }
 
 void DataFile::insert(const Record& record) {
   FileLock guard(*this);
-  records->insert(record);
+  records_->insert(record);
 }
 
 void DataFile::remove(const Record& record) {
   FileLock guard(*this);
-  records->remove(record.getKey());
+  records_->remove(record.getKey());
 }
 
 DataFile::Record& DataFile::operator[](unsigned long index) {
   FileLock guard(*this);
-  if (index >= records->size()) throw std::out_of_range("object does not exist");
-  return records->at(index);
+  if (index >= records_->size()) throw std::out_of_range("object does not exist");
+  return records_->at(index);
 }
 
 }  // namespace Lumbrel

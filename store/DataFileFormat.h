@@ -83,10 +83,10 @@ inline bool keptAsRead(const unsigned char* key, std::size_t keyBytes) {
 class RecordDecoder {
  public:
   RecordDecoder(const unsigned char* input, std::size_t inputSize)
-      : bytes(input), size(inputSize), position(0) {}
+      : bytes_(input), size_(inputSize), position_(0) {}
 
   // True when the input ends exactly here, between records.
-  bool atEnd() const { return position == size; }
+  bool atEnd() const { return position_ == size_; }
 
   // Decodes the next record's key and data into the given buffers (their
   // capacity is reused). Raises runtime_error "failed to read from file" when
@@ -98,26 +98,26 @@ class RecordDecoder {
     // Every length is checked against what is left before anything is
     // allocated, so a damaged length field costs nothing.
     RecordView view{};
-    std::size_t at = position;
-    if (size - at < kLengthField) fail();
+    std::size_t at = position_;
+    if (size_ - at < kLengthField) fail();
     view.keyBytes = lengthAt(at);
     at += kLengthField;
-    if (view.keyBytes % 2 != 0 || size - at < view.keyBytes) fail();
-    view.key = bytes + at;
+    if (view.keyBytes % 2 != 0 || size_ - at < view.keyBytes) fail();
+    view.key = bytes_ + at;
     at += view.keyBytes;
-    if (size - at < kLengthField) fail();
+    if (size_ - at < kLengthField) fail();
     view.dataBytes = lengthAt(at);
     at += kLengthField;
-    if (size - at < view.dataBytes) fail();
-    view.data = bytes + at;
-    view.offset = position;
-    view.size = at + view.dataBytes - position;
-    position = at + view.dataBytes;
+    if (size_ - at < view.dataBytes) fail();
+    view.data = bytes_ + at;
+    view.offset = position_;
+    view.size = at + view.dataBytes - position_;
+    position_ = at + view.dataBytes;
     return view;
   }
 
   // Bytes consumed so far.
-  std::size_t offset() const { return position; }
+  std::size_t offset() const { return position_; }
 
  private:
   static constexpr std::size_t kLengthField = 4;
@@ -125,14 +125,14 @@ class RecordDecoder {
   // Raises runtime_error "failed to read from file".
   [[noreturn]] static void fail();
   std::size_t lengthAt(std::size_t at) const {
-    return static_cast<std::size_t>(bytes[at]) | static_cast<std::size_t>(bytes[at + 1]) << 8 |
-           static_cast<std::size_t>(bytes[at + 2]) << 16 |
-           static_cast<std::size_t>(bytes[at + 3]) << 24;
+    return static_cast<std::size_t>(bytes_[at]) | static_cast<std::size_t>(bytes_[at + 1]) << 8 |
+           static_cast<std::size_t>(bytes_[at + 2]) << 16 |
+           static_cast<std::size_t>(bytes_[at + 3]) << 24;
   }
 
-  const unsigned char* bytes;
-  std::size_t size;
-  std::size_t position;
+  const unsigned char* bytes_;
+  std::size_t size_;
+  std::size_t position_;
 };
 
 // Decodes every record and hands each, made by Record(key, data) so that its

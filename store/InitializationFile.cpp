@@ -39,10 +39,10 @@ class InitializationFile::Model : public store::StoreModel {
 
   Span sectionOf(const Entry& entry) const {
     const Section& section = sections[entry.section];
-    return text.name(section.name, section.length);
+    return text_.name(section.name, section.length);
   }
-  Span keyOf(const Entry& entry) const { return text.key(entry.key, entry.value); }
-  Span valueOf(const Entry& entry) const { return text.value(entry.value); }
+  Span keyOf(const Entry& entry) const { return text_.key(entry.key, entry.value); }
+  Span valueOf(const Entry& entry) const { return text_.value(entry.value); }
   bool sameSection(const Entry& a, const Entry& b) const {
     return a.section == b.section || EncodedText::compare(sectionOf(a), sectionOf(b)) == 0;
   }
@@ -69,13 +69,13 @@ class InitializationFile::Model : public store::StoreModel {
   template <class Remove>
   void erase(Remove remove) {
     // The index keeps the positions of the entries kept, renumbered alike.
-    if (indexed) index.retain([&remove](std::size_t p) { return !remove(p); });
-    std::vector<std::uint32_t>().swap(hashes);
+    if (indexed_) index_.retain([&remove](std::size_t p) { return !remove(p); });
+    std::vector<std::uint32_t>().swap(hashes_);
     std::size_t kept = 0;
     for (std::size_t i = 0; i < entries.size(); ++i) {
       if (remove(i)) {
-        text.release(entries[i].key);
-        text.release(entries[i].value);
+        text_.release(entries[i].key);
+        text_.release(entries[i].value);
       } else {
         entries[kept++] = entries[i];
       }
@@ -104,32 +104,32 @@ class InitializationFile::Model : public store::StoreModel {
   std::uint64_t seedOf(const Entry& entry) const;
   void buildIndex();
   void dropIndex() {
-    indexed = false;
-    index.clear();
-    std::vector<std::uint32_t>().swap(hashes);
+    indexed_ = false;
+    index_.clear();
+    std::vector<std::uint32_t>().swap(hashes_);
   }
   // Gives the text back after many values were replaced.
   void compactText();
 
-  EncodedText text;
-  store::HashIndex index;
-  bool indexed = false;
+  EncodedText text_;
+  store::HashIndex index_;
+  bool indexed_ = false;
   // The hash of each entry, when the sort gathered them and nothing changed
   // since.
-  std::vector<std::uint32_t> hashes;
+  std::vector<std::uint32_t> hashes_;
 };
 
-InitializationFile::InitializationFile() : File(), model(std::make_unique<Model>()) {}
+InitializationFile::InitializationFile() : File(), model_(std::make_unique<Model>()) {}
 
 InitializationFile::InitializationFile(const File::Path& path)
-    : File(static_cast<wstring>(path)), model(std::make_unique<Model>()) {}
+    : File(static_cast<wstring>(path)), model_(std::make_unique<Model>()) {}
 
 InitializationFile::~InitializationFile() { store::StoreModel::closeQuietly(*this); }
 
 void InitializationFile::Model::clear() {
   std::vector<Entry>().swap(entries);
   std::vector<Section>().swap(sections);
-  text.clear();
+  text_.clear();
   dropIndex();
 }
 
@@ -138,8 +138,8 @@ void InitializationFile::Model::load(store::ByteBuffer bytes, bool complete) {
   const std::size_t size =
       complete ? bytes.size()
                : store::completeLines(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  text.adopt(std::move(bytes), size);
-  const char* data = reinterpret_cast<const char*>(text.file());
+  text_.adopt(std::move(bytes), size);
+  const char* data = reinterpret_cast<const char*>(text_.file());
   // Room for a line of 24 bytes on average; the pages of room never used
   // are never touched.
   entries.reserve(size / 24 + 16);
@@ -220,11 +220,11 @@ void InitializationFile::Model::sortEntries(bool hashing) {
     for (std::uint32_t s = 0; s < sections.size(); ++s) {
       if (used[s])
         names.push_back(
-            Keyed{EncodedText::sortKey(text.name(sections[s].name, sections[s].length)), s});
+            Keyed{EncodedText::sortKey(text_.name(sections[s].name, sections[s].length)), s});
     }
   }
   const auto nameOf = [this](std::uint32_t s) {
-    return text.name(sections[s].name, sections[s].length);
+    return text_.name(sections[s].name, sections[s].length);
   };
   sortKeyed(names.begin(), names.end(), nameOf);
   std::uint32_t ranks = 0;
@@ -276,7 +276,7 @@ void InitializationFile::Model::sortEntries(bool hashing) {
   // Nothing has changed up to here; from here on nothing allocates.
   entries.swap(sorted);
   dropIndex();
-  hashes.swap(sortedHashes);
+  hashes_.swap(sortedHashes);
 }
 
 // A section's hash, with its lowest bit set so that it is never 0, seeds the
@@ -295,8 +295,8 @@ std::uint64_t InitializationFile::Model::hashOf(const Entry& entry, std::uint64_
 
 void InitializationFile::Model::buildIndex() {
   std::vector<std::uint32_t> all;
-  if (hashes.size() == entries.size()) {
-    all.swap(hashes);
+  if (hashes_.size() == entries.size()) {
+    all.swap(hashes_);
   } else {
     std::vector<std::uint64_t> seeds(sections.size(), 0);
     all.reserve(entries.size());
@@ -306,12 +306,12 @@ void InitializationFile::Model::buildIndex() {
       all.push_back(static_cast<std::uint32_t>(hashOf(entry, seed)));
     }
   }
-  index.assign(all);
-  indexed = true;
+  index_.assign(all);
+  indexed_ = true;
 }
 
 std::size_t InitializationFile::Model::find(const wstring& section, const wstring& key) {
-  if (!indexed) {
+  if (!indexed_) {
     try {
       buildIndex();
     } catch (...) {
@@ -321,7 +321,7 @@ std::size_t InitializationFile::Model::find(const wstring& section, const wstrin
   }
   store::FoldedHash hash(store::FoldedHash::of(section) | 1);
   hash.add(key);
-  const std::size_t found = index.find(hash.value(), [&](std::size_t p) {
+  const std::size_t found = index_.find(hash.value(), [&](std::size_t p) {
     return EncodedText::equal(sectionOf(entries[p]), section) &&
            EncodedText::equal(keyOf(entries[p]), key);
   });
@@ -336,17 +336,17 @@ void InitializationFile::Model::append(const wstring& section, const wstring& ke
   if (!entries.empty() && EncodedText::same(sectionOf(entries.back()), section)) {
     named = entries.back().section;
   } else {
-    const Offset name = text.add(section);
+    const Offset name = text_.add(section);
     sections.push_back(Section{name, 0});
     named = static_cast<std::uint32_t>(sections.size() - 1);
   }
-  entries.push_back(Entry{named, text.add(key), text.add(value)});
-  if (!indexed) {
-    std::vector<std::uint32_t>().swap(hashes);
+  entries.push_back(Entry{named, text_.add(key), text_.add(value)});
+  if (!indexed_) {
+    std::vector<std::uint32_t>().swap(hashes_);
     return;
   }
   try {
-    index.push(hashOf(entries.back(), store::FoldedHash::of(section) | 1));
+    index_.push(hashOf(entries.back(), store::FoldedHash::of(section) | 1));
   } catch (...) {
     // The next lookup indexes every entry anew.
     dropIndex();
@@ -355,14 +355,14 @@ void InitializationFile::Model::append(const wstring& section, const wstring& ke
 
 void InitializationFile::Model::setValue(std::size_t position, const wstring& value) {
   const Offset old = entries[position].value;
-  entries[position].value = text.add(value);
-  text.release(old);
+  entries[position].value = text_.add(value);
+  text_.release(old);
   compactText();
 }
 
 void InitializationFile::Model::compactText() {
   try {
-    text.compact([this](auto move) {
+    text_.compact([this](auto move) {
       for (Section& section : sections) move(section.name);
       for (Entry& entry : entries) {
         move(entry.key);
@@ -395,29 +395,29 @@ void InitializationFile::Model::compose(store::FileImage& image) {
   image.take(std::move(bytes));
 }
 
-void InitializationFile::open(unsigned long word) { model->open(*this, word); }
+void InitializationFile::open(unsigned long word) { model_->open(*this, word); }
 
-void InitializationFile::close() { model->close(*this); }
+void InitializationFile::close() { model_->close(*this); }
 
-void InitializationFile::synchronize() { model->synchronize(*this); }
+void InitializationFile::synchronize() { model_->synchronize(*this); }
 
 void InitializationFile::setSaveMode(SaveMode saving) {
   FileLock guard(*this);
-  model->setSaveMode(saving);
+  model_->setSaveMode(saving);
 }
 
 SaveMode InitializationFile::getSaveMode() const {
   FileLock guard(const_cast<InitializationFile&>(*this));
-  return model->saveMode();
+  return model_->saveMode();
 }
 
 std::vector<wstring> InitializationFile::enumerateSections() {
   FileLock guard(*this);
-  const std::vector<Model::Entry>& entries = model->entries;
+  const std::vector<Model::Entry>& entries = model_->entries;
   std::vector<wstring> sections;
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (i == 0 || !model->sameSection(entries[i], entries[i - 1]))
-      sections.push_back(EncodedText::decode(model->sectionOf(entries[i])));
+    if (i == 0 || !model_->sameSection(entries[i], entries[i - 1]))
+      sections.push_back(EncodedText::decode(model_->sectionOf(entries[i])));
   }
   return sections;
 }
@@ -425,30 +425,30 @@ std::vector<wstring> InitializationFile::enumerateSections() {
 void InitializationFile::createSection(const wstring& section) {
   FileLock guard(*this);
   bool found = false;
-  model->forSection(section, [&found](std::size_t) {
+  model_->forSection(section, [&found](std::size_t) {
     found = true;
     return false;  // one is enough
   });
-  if (!found) model->append(section, wstring(), wstring());
+  if (!found) model_->append(section, wstring(), wstring());
 }
 
 void InitializationFile::removeSection(const wstring& section) {
   FileLock guard(*this);
-  std::vector<bool> gone(model->entries.size(), false);
+  std::vector<bool> gone(model_->entries.size(), false);
   bool any = false;
-  model->forSection(section, [&](std::size_t i) {
+  model_->forSection(section, [&](std::size_t i) {
     gone[i] = true;
     any = true;
     return true;
   });
-  if (any) model->erase([&gone](std::size_t i) { return gone[i]; });
+  if (any) model_->erase([&gone](std::size_t i) { return gone[i]; });
 }
 
 std::vector<wstring> InitializationFile::enumerateKeys(const wstring& section) {
   FileLock guard(*this);
   std::vector<wstring> keys;
-  model->forSection(section, [&](std::size_t i) {
-    keys.push_back(EncodedText::decode(model->keyOf(model->entries[i])));
+  model_->forSection(section, [&](std::size_t i) {
+    keys.push_back(EncodedText::decode(model_->keyOf(model_->entries[i])));
     return true;
   });
   return keys;
@@ -456,32 +456,32 @@ std::vector<wstring> InitializationFile::enumerateKeys(const wstring& section) {
 
 void InitializationFile::createKey(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  if (model->find(section, key) != model->entries.size()) return;
-  model->append(section, key, wstring());
+  if (model_->find(section, key) != model_->entries.size()) return;
+  model_->append(section, key, wstring());
 }
 
 void InitializationFile::removeKey(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  const std::size_t found = model->find(section, key);
-  if (found == model->entries.size()) return;
-  model->erase([found](std::size_t i) { return i == found; });
+  const std::size_t found = model_->find(section, key);
+  if (found == model_->entries.size()) return;
+  model_->erase([found](std::size_t i) { return i == found; });
 }
 
 wstring InitializationFile::getValue(const wstring& section, const wstring& key) {
   FileLock guard(*this);
-  const std::size_t found = model->find(section, key);
-  return found != model->entries.size() ? EncodedText::decode(model->valueOf(model->entries[found]))
+  const std::size_t found = model_->find(section, key);
+  return found != model_->entries.size() ? EncodedText::decode(model_->valueOf(model_->entries[found]))
                                         : wstring();
 }
 
 void InitializationFile::setValue(const wstring& section, const wstring& key,
                                   const wstring& value) {
   FileLock guard(*this);
-  const std::size_t found = model->find(section, key);
-  if (found != model->entries.size()) {
-    model->setValue(found, value);
+  const std::size_t found = model_->find(section, key);
+  if (found != model_->entries.size()) {
+    model_->setValue(found, value);
   } else {
-    model->append(section, key, value);
+    model_->append(section, key, value);
   }
 }
 

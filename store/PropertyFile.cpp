@@ -27,25 +27,25 @@ class PropertyFile::Model : public store::StoreModel {
     Offset value;
   };
 
-  Span keyOf(const Entry& entry) const { return text.key(entry.key, entry.value); }
-  Span valueOf(const Entry& entry) const { return text.value(entry.value); }
+  Span keyOf(const Entry& entry) const { return text_.key(entry.key, entry.value); }
+  Span valueOf(const Entry& entry) const { return text_.value(entry.value); }
 
   // The position of the first entry of that key, or size().
   std::size_t find(const wstring& key) {
-    if (!indexed) {
+    if (!indexed_) {
       try {
         std::vector<std::uint32_t> hashes;
         hashes.reserve(entries.size());
         for (const Entry& entry : entries)
           hashes.push_back(static_cast<std::uint32_t>(hashOf(entry)));
-        index.assign(hashes);
-        indexed = true;
+        index_.assign(hashes);
+        indexed_ = true;
       } catch (...) {
         dropIndex();
         throw;
       }
     }
-    const std::size_t found = index.find(store::FoldedHash::of(key), [&](std::size_t p) {
+    const std::size_t found = index_.find(store::FoldedHash::of(key), [&](std::size_t p) {
       return EncodedText::equal(keyOf(entries[p]), key);
     });
     return found == store::HashIndex::kNone ? entries.size() : found;
@@ -53,10 +53,10 @@ class PropertyFile::Model : public store::StoreModel {
 
   // Appends an entry (and indexes it, if there is an index).
   void append(const wstring& key, const wstring& value) {
-    entries.push_back(Entry{text.add(key), text.add(value)});
-    if (!indexed) return;
+    entries.push_back(Entry{text_.add(key), text_.add(value)});
+    if (!indexed_) return;
     try {
-      index.push(store::FoldedHash::of(key));
+      index_.push(store::FoldedHash::of(key));
     } catch (...) {
       // The next lookup indexes every entry anew.
       dropIndex();
@@ -65,16 +65,16 @@ class PropertyFile::Model : public store::StoreModel {
 
   void setValue(std::size_t position, const wstring& value) {
     const Offset old = entries[position].value;
-    entries[position].value = text.add(value);
-    text.release(old);
+    entries[position].value = text_.add(value);
+    text_.release(old);
     compactText();
   }
 
   // Removes the entry at `position`, closing the gap. Allocates nothing.
   void erase(std::size_t position) {
-    if (indexed) index.retain([position](std::size_t p) { return p != position; });
-    text.release(entries[position].key);
-    text.release(entries[position].value);
+    if (indexed_) index_.retain([position](std::size_t p) { return p != position; });
+    text_.release(entries[position].key);
+    text_.release(entries[position].value);
     entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(position));
     compactText();
   }
@@ -84,7 +84,7 @@ class PropertyFile::Model : public store::StoreModel {
  protected:
   void clear() override {
     std::vector<Entry>().swap(entries);
-    text.clear();
+    text_.clear();
     dropIndex();
   }
 
@@ -93,8 +93,8 @@ class PropertyFile::Model : public store::StoreModel {
     const std::size_t size =
         complete ? bytes.size()
                  : store::completeLines(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    text.adopt(std::move(bytes), size);
-    const char* data = reinterpret_cast<const char*>(text.file());
+    text_.adopt(std::move(bytes), size);
+    const char* data = reinterpret_cast<const char*>(text_.file());
     // Room for a line of 24 bytes on average; the pages of room never used
     // are never touched.
     entries.reserve(size / 24 + 16);
@@ -125,14 +125,14 @@ class PropertyFile::Model : public store::StoreModel {
   }
 
   void dropIndex() {
-    indexed = false;
-    index.clear();
+    indexed_ = false;
+    index_.clear();
   }
 
   // Gives the text back after many values were replaced.
   void compactText() {
     try {
-      text.compact([this](auto move) {
+      text_.compact([this](auto move) {
         for (Entry& entry : entries) {
           move(entry.key);
           move(entry.value);
@@ -143,69 +143,69 @@ class PropertyFile::Model : public store::StoreModel {
     }
   }
 
-  EncodedText text;
-  store::HashIndex index;
-  bool indexed = false;
+  EncodedText text_;
+  store::HashIndex index_;
+  bool indexed_ = false;
 };
 
-PropertyFile::PropertyFile() : File(), model(std::make_unique<Model>()) {}
+PropertyFile::PropertyFile() : File(), model_(std::make_unique<Model>()) {}
 
 PropertyFile::PropertyFile(const File::Path& path)
-    : File(static_cast<wstring>(path)), model(std::make_unique<Model>()) {}
+    : File(static_cast<wstring>(path)), model_(std::make_unique<Model>()) {}
 
 PropertyFile::~PropertyFile() { store::StoreModel::closeQuietly(*this); }
 
-void PropertyFile::open(unsigned long word) { model->open(*this, word); }
+void PropertyFile::open(unsigned long word) { model_->open(*this, word); }
 
-void PropertyFile::close() { model->close(*this); }
+void PropertyFile::close() { model_->close(*this); }
 
-void PropertyFile::synchronize() { model->synchronize(*this); }
+void PropertyFile::synchronize() { model_->synchronize(*this); }
 
 void PropertyFile::setSaveMode(SaveMode saving) {
   FileLock guard(*this);
-  model->setSaveMode(saving);
+  model_->setSaveMode(saving);
 }
 
 SaveMode PropertyFile::getSaveMode() const {
   FileLock guard(const_cast<PropertyFile&>(*this));
-  return model->saveMode();
+  return model_->saveMode();
 }
 
 std::vector<wstring> PropertyFile::enumerateKeys() {
   FileLock guard(*this);
   std::vector<wstring> keys;
-  keys.reserve(model->entries.size());
-  for (const Model::Entry& entry : model->entries)
-    keys.push_back(EncodedText::decode(model->keyOf(entry)));
+  keys.reserve(model_->entries.size());
+  for (const Model::Entry& entry : model_->entries)
+    keys.push_back(EncodedText::decode(model_->keyOf(entry)));
   return keys;
 }
 
 void PropertyFile::createKey(const wstring& key) {
   FileLock guard(*this);
-  if (model->find(key) != model->entries.size()) return;
-  model->append(key, wstring());
+  if (model_->find(key) != model_->entries.size()) return;
+  model_->append(key, wstring());
 }
 
 void PropertyFile::removeKey(const wstring& key) {
   FileLock guard(*this);
-  const std::size_t found = model->find(key);
-  if (found != model->entries.size()) model->erase(found);
+  const std::size_t found = model_->find(key);
+  if (found != model_->entries.size()) model_->erase(found);
 }
 
 wstring PropertyFile::getValue(const wstring& key) {
   FileLock guard(*this);
-  const std::size_t found = model->find(key);
-  return found != model->entries.size() ? EncodedText::decode(model->valueOf(model->entries[found]))
+  const std::size_t found = model_->find(key);
+  return found != model_->entries.size() ? EncodedText::decode(model_->valueOf(model_->entries[found]))
                                         : wstring();
 }
 
 void PropertyFile::setValue(const wstring& key, const wstring& value) {
   FileLock guard(*this);
-  const std::size_t found = model->find(key);
-  if (found != model->entries.size()) {
-    model->setValue(found, value);
+  const std::size_t found = model_->find(key);
+  if (found != model_->entries.size()) {
+    model_->setValue(found, value);
   } else {
-    model->append(key, value);
+    model_->append(key, value);
   }
 }
 

@@ -43,38 +43,38 @@ RecordView viewAt(const ByteBuffer& bytes, std::size_t at) {
 RecordSet::~RecordSet() { clear(); }
 
 void RecordSet::clear() {
-  if (built != 0) {
-    for (const Slot slot : slots)
-      if (slot != 0 && !isEncoded(slot)) pool.destroy(recordOf(slot));
+  if (built_ != 0) {
+    for (const Slot slot : slots_)
+      if (slot != 0 && !isEncoded(slot)) pool_.destroy(recordOf(slot));
   }
-  built = 0;
-  pool.release();
-  std::vector<Slot>().swap(slots);
-  loaded = ByteBuffer();
-  live = 0;
-  holes = 0;
-  walked = 0;
-  unused = 0;
-  resuming = false;
+  built_ = 0;
+  pool_.release();
+  std::vector<Slot>().swap(slots_);
+  loaded_ = ByteBuffer();
+  live_ = 0;
+  holes_ = 0;
+  walked_ = 0;
+  unused_ = 0;
+  resuming_ = false;
   dropIndex();
 }
 
 void RecordSet::arriving(const ByteBuffer& bytes) {
-  resuming = true;
+  resuming_ = true;
   walk(bytes.data(), bytes.size(), bytes.room(), false);
 }
 
 void RecordSet::load(ByteBuffer bytes, bool) {
   // Handed the bytes it saw arriving, it goes on where it stopped.
-  if (!resuming) clear();
-  resuming = false;
-  loaded = std::move(bytes);
-  walk(loaded.data(), loaded.size(), loaded.size(), true);
+  if (!resuming_) clear();
+  resuming_ = false;
+  loaded_ = std::move(bytes);
+  walk(loaded_.data(), loaded_.size(), loaded_.size(), true);
 }
 
 void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t total, bool all) {
   constexpr std::size_t kLength = 4;
-  std::size_t at = walked;
+  std::size_t at = walked_;
   std::size_t taken = 0;
   // Counted once at the end, or when leaving by an exception.
   struct Count {
@@ -82,8 +82,8 @@ void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t t
     std::size_t& at;
     std::size_t& taken;
     ~Count() {
-      set.live += taken;
-      set.walked = at;
+      set.live_ += taken;
+      set.walked_ = at;
     }
   } count{*this, at, taken};
   while (size - at >= kLength) {
@@ -96,19 +96,19 @@ void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t t
     const std::size_t record = 2 * kLength + keyBytes + dataBytes;
     // Room for as many records of the first one's size as the file holds,
     // though for no more than one every 16 bytes.
-    if (slots.empty()) slots.reserve(total / std::max<std::size_t>(record, 16) + 1);
+    if (slots_.empty()) slots_.reserve(total / std::max<std::size_t>(record, 16) + 1);
     if (keptAsRead(bytes + at + kLength, keyBytes)) {
-      slots.push_back(Slot{at} << 1 | 1);
+      slots_.push_back(Slot{at} << 1 | 1);
       ++taken;
     } else {
       // A record that must be built, and may be refused, is left to load(),
       // which owns the bytes.
       if (!all) break;
-      unused += record;
-      live += taken;
+      unused_ += record;
+      live_ += taken;
       taken = 0;
       // Trimmed, or refused with "zero length key", by the record itself.
-      append(pool.make(decodeKey(bytes + at + kLength, keyBytes),
+      append(pool_.make(decodeKey(bytes + at + kLength, keyBytes),
                        std::vector<unsigned char>(bytes + dataAt, bytes + dataAt + dataBytes)));
     }
     at = dataAt + dataBytes;
@@ -120,7 +120,7 @@ void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t t
     while (size - at >= record && lengthField(bytes + at) == keyBytes &&
            lengthField(bytes + at + kLength + keyBytes) == dataBytes &&
            keptAsRead(bytes + at + kLength, keyBytes)) {
-      slots.push_back(Slot{at} << 1 | 1);
+      slots_.push_back(Slot{at} << 1 | 1);
       ++taken;
       at += record;
     }
@@ -131,20 +131,20 @@ void RecordSet::walk(const unsigned char* bytes, std::size_t size, std::size_t t
 }
 
 void RecordSet::append(DataFile::Record* owned) {
-  const std::size_t position = slots.size();
+  const std::size_t position = slots_.size();
   try {
-    slots.push_back(slotOf(owned));
+    slots_.push_back(slotOf(owned));
   } catch (...) {
-    pool.destroy(owned);
+    pool_.destroy(owned);
     throw;
   }
-  ++built;
-  owned->owner = this;
-  owned->sequence = position;
-  ++live;
-  if (!indexed) return;
+  ++built_;
+  owned->owner_ = this;
+  owned->sequence_ = position;
+  ++live_;
+  if (!indexed_) return;
   try {
-    index.push(FoldedHash::of(owned->key));
+    index_.push(FoldedHash::of(owned->key_));
   } catch (...) {
     dropIndex();
   }
@@ -152,54 +152,54 @@ void RecordSet::append(DataFile::Record* owned) {
 
 bool RecordSet::insert(const DataFile::Record& record) {
   if (search(record.getKey(), FoldedHash::of(record.getKey())) != HashIndex::kNone) return false;
-  append(pool.make(record));
+  append(pool_.make(record));
   return true;
 }
 
 bool RecordSet::remove(const wstring& key) {
   const std::size_t position = search(key, FoldedHash::of(key));
   if (position == HashIndex::kNone) return false;
-  index.unlink(position);
-  if (!isEncoded(slots[position])) {
-    pool.destroy(recordOf(slots[position]));
-    --built;
+  index_.unlink(position);
+  if (!isEncoded(slots_[position])) {
+    pool_.destroy(recordOf(slots_[position]));
+    --built_;
   } else {
-    unused += viewAt(loaded, offsetOf(slots[position])).size;
+    unused_ += viewAt(loaded_, offsetOf(slots_[position])).size;
   }
-  slots[position] = 0;
-  --live;
-  ++holes;
+  slots_[position] = 0;
+  --live_;
+  ++holes_;
   // Holes are closed lazily by at(); past half the slots, close them here so
   // that a long run of removals keeps memory in line with the records.
-  if (holes > slots.size() / 2) compact();
+  if (holes_ > slots_.size() / 2) compact();
   shed();
   return true;
 }
 
 DataFile::Record& RecordSet::at(std::size_t position) {
-  if (holes != 0) compact();
-  const Slot slot = slots[position];
+  if (holes_ != 0) compact();
+  const Slot slot = slots_[position];
   return isEncoded(slot) ? build(position) : *recordOf(slot);
 }
 
 void RecordSet::keyChanged(const DataFile::Record& record) {
-  if (indexed) index.relink(static_cast<std::size_t>(record.sequence), FoldedHash::of(record.key));
+  if (indexed_) index_.relink(static_cast<std::size_t>(record.sequence_), FoldedHash::of(record.key_));
 }
 
 void RecordSet::compose(FileImage& image) {
   // Built records are encoded anew, and so is a record whose key holds a
   // null unit (written up to it); the rest go back as the bytes they were
   // read from.
-  if (built != 0) {
+  if (built_ != 0) {
     std::size_t own = 0;
-    for (const Slot slot : slots)
+    for (const Slot slot : slots_)
       if (slot != 0 && !isEncoded(slot)) own += encodedSize(*recordOf(slot));
     image.reserve(own);
   }
-  for (const Slot slot : slots) {
+  for (const Slot slot : slots_) {
     if (isEncoded(slot)) {
       // Read whole when it was taken, so its lengths need no check.
-      const unsigned char* record = loaded.data() + offsetOf(slot);
+      const unsigned char* record = loaded_.data() + offsetOf(slot);
       const std::size_t keyBytes = lengthField(record);
       const std::size_t size = 8 + keyBytes + lengthField(record + 4 + keyBytes);
       const std::size_t units = unitsBeforeNull(record + 4, keyBytes);
@@ -208,10 +208,10 @@ void RecordSet::compose(FileImage& image) {
       } else {
         // Cut as it stands, not trimmed again: what precedes the null unit
         // may end in a blank.
-        const RecordView view = viewAt(loaded, offsetOf(slot));
+        const RecordView view = viewAt(loaded_, offsetOf(slot));
         DataFile::Record cut;
-        cut.key = decodeKey(view.key, 2 * units);
-        cut.data.assign(view.data, view.data + view.dataBytes);
+        cut.key_ = decodeKey(view.key, 2 * units);
+        cut.data_.assign(view.data, view.data + view.dataBytes);
         encodeRecord(cut, image.extend(encodedSize(cut)));
       }
     } else if (slot != 0) {
@@ -221,8 +221,8 @@ void RecordSet::compose(FileImage& image) {
 }
 
 std::uint64_t RecordSet::hashOf(Slot slot) const {
-  if (!isEncoded(slot)) return FoldedHash::of(recordOf(slot)->key);
-  const RecordView view = viewAt(loaded, offsetOf(slot));
+  if (!isEncoded(slot)) return FoldedHash::of(recordOf(slot)->key_);
+  const RecordView view = viewAt(loaded_, offsetOf(slot));
   FoldedHash hash;
   for (std::size_t i = 0; i < view.keyBytes / 2 && unitAt(view.key, i) != 0; ++i)
     hash.add(unitAt(view.key, i));
@@ -230,9 +230,9 @@ std::uint64_t RecordSet::hashOf(Slot slot) const {
 }
 
 bool RecordSet::keyEquals(Slot slot, const wstring& key) const {
-  if (!isEncoded(slot)) return compare(recordOf(slot)->key, key) == 0;
+  if (!isEncoded(slot)) return compare(recordOf(slot)->key_, key) == 0;
   // As compare: up to the first null unit of either key.
-  const RecordView view = viewAt(loaded, offsetOf(slot));
+  const RecordView view = viewAt(loaded_, offsetOf(slot));
   const std::size_t units = view.keyBytes / 2;
   const unsigned short* other = key.c_str();
   std::size_t i = 0;
@@ -245,21 +245,21 @@ bool RecordSet::keyEquals(Slot slot, const wstring& key) const {
 }
 
 DataFile::Record& RecordSet::build(std::size_t position) {
-  const RecordView view = viewAt(loaded, offsetOf(slots[position]));
+  const RecordView view = viewAt(loaded_, offsetOf(slots_[position]));
   // The key is one that Record's rules keep as it is.
-  DataFile::Record* record = pool.make();
+  DataFile::Record* record = pool_.make();
   try {
-    record->key = decodeKey(view.key, view.keyBytes);
-    record->data.assign(view.data, view.data + view.dataBytes);
+    record->key_ = decodeKey(view.key, view.keyBytes);
+    record->data_.assign(view.data, view.data + view.dataBytes);
   } catch (...) {
-    pool.destroy(record);
+    pool_.destroy(record);
     throw;
   }
-  record->owner = this;
-  record->sequence = position;
-  slots[position] = slotOf(record);
-  ++built;
-  unused += view.size;
+  record->owner_ = this;
+  record->sequence_ = position;
+  slots_[position] = slotOf(record);
+  ++built_;
+  unused_ += view.size;
   shed();
   return *record;
 }
@@ -267,54 +267,54 @@ DataFile::Record& RecordSet::build(std::size_t position) {
 void RecordSet::shed() {
   // Past a quarter of the bytes, so that a walk over every record copies
   // about twice the file in all.
-  if (unused < kShedAtLeast || 4 * unused < loaded.size()) return;
+  if (unused_ < kShedAtLeast || 4 * unused_ < loaded_.size()) return;
   try {
-    ByteBuffer kept(loaded.size() - unused);
+    ByteBuffer kept(loaded_.size() - unused_);
     std::size_t at = 0;
-    for (Slot& slot : slots) {
+    for (Slot& slot : slots_) {
       if (!isEncoded(slot)) continue;
-      const RecordView view = viewAt(loaded, offsetOf(slot));
-      std::memcpy(kept.data() + at, loaded.data() + view.offset, view.size);
+      const RecordView view = viewAt(loaded_, offsetOf(slot));
+      std::memcpy(kept.data() + at, loaded_.data() + view.offset, view.size);
       slot = Slot{at} << 1 | 1;
       at += view.size;
     }
-    loaded = std::move(kept);
-    unused = 0;
+    loaded_ = std::move(kept);
+    unused_ = 0;
   } catch (const std::bad_alloc&) {
     // The bytes stay as they are: nothing was lost but the chance.
   }
 }
 
 void RecordSet::buildIndex() {
-  if (holes != 0) compact();
+  if (holes_ != 0) compact();
   std::vector<std::uint32_t> hashes;
-  hashes.reserve(slots.size());
-  for (const Slot slot : slots) hashes.push_back(static_cast<std::uint32_t>(hashOf(slot)));
-  index.assign(hashes);
-  indexed = true;
+  hashes.reserve(slots_.size());
+  for (const Slot slot : slots_) hashes.push_back(static_cast<std::uint32_t>(hashOf(slot)));
+  index_.assign(hashes);
+  indexed_ = true;
 }
 
 // The next search builds the index anew: after a load, which need not pay
 // for it, or when memory ran out while indexing.
 void RecordSet::dropIndex() {
-  indexed = false;
-  index.clear();
+  indexed_ = false;
+  index_.clear();
 }
 
 void RecordSet::compact() {
-  if (indexed) index.retain([this](std::size_t p) { return slots[p] != 0; });
+  if (indexed_) index_.retain([this](std::size_t p) { return slots_[p] != 0; });
   std::size_t kept = 0;
-  for (const Slot slot : slots) {
+  for (const Slot slot : slots_) {
     if (slot == 0) continue;
-    if (!isEncoded(slot)) recordOf(slot)->sequence = kept;
-    slots[kept++] = slot;
+    if (!isEncoded(slot)) recordOf(slot)->sequence_ = kept;
+    slots_[kept++] = slot;
   }
-  slots.resize(kept);
-  holes = 0;
+  slots_.resize(kept);
+  holes_ = 0;
 }
 
 std::size_t RecordSet::search(const wstring& key, std::uint64_t hash) {
-  if (!indexed) {
+  if (!indexed_) {
     try {
       buildIndex();
     } catch (...) {
@@ -322,7 +322,7 @@ std::size_t RecordSet::search(const wstring& key, std::uint64_t hash) {
       throw;
     }
   }
-  return index.find(hash, [&](std::size_t position) { return keyEquals(slots[position], key); });
+  return index_.find(hash, [&](std::size_t position) { return keyEquals(slots_[position], key); });
 }
 
 }  // namespace store

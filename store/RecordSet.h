@@ -49,7 +49,7 @@ class RecordSet : public StoreModel {
   RecordSet() = default;
   ~RecordSet() override;
 
-  std::size_t size() const { return live; }
+  std::size_t size() const { return live_; }
   // Deletes every record.
   void clear() override;
   // Replaces the records by those encoded in `bytes`, in order, without any
@@ -109,19 +109,19 @@ class RecordSet : public StoreModel {
   // HashIndex::kNone.
   std::size_t search(const wstring& key, std::uint64_t hash);
 
-  ByteBuffer loaded;  // the file's bytes, for records not built
+  ByteBuffer loaded_;  // the file's bytes, for records not built
   static constexpr std::size_t kShedAtLeast = 1 << 20;
-  std::size_t walked = 0;  // bytes of them taken into records
-  std::size_t unused = 0;  // bytes of them that no record waits in
-  bool resuming = false;   // arriving() took records that load() goes on from
-  std::vector<Slot> slots;
-  std::size_t live = 0;
-  std::size_t holes = 0;
-  std::size_t built = 0;  // records in `slots` that are objects
+  std::size_t walked_ = 0;  // bytes of them taken into records
+  std::size_t unused_ = 0;  // bytes of them that no record waits in
+  bool resuming_ = false;   // arriving() took records that load() goes on from
+  std::vector<Slot> slots_;
+  std::size_t live_ = 0;
+  std::size_t holes_ = 0;
+  std::size_t built_ = 0;  // records in `slots` that are objects
   // Built on the first search, so that a load and a close never pay for it.
-  bool indexed = false;
-  HashIndex index;  // key hash -> position in `slots`, for every live record
-  RecordPool pool;  // where the built records live
+  bool indexed_ = false;
+  HashIndex index_;  // key hash -> position in `slots`, for every live record
+  RecordPool pool_;  // where the built records live
 };
 
 }  // namespace store

@@ -21,7 +21,7 @@ using Bytes = std::vector<unsigned char>;
 using Keys = std::vector<wstring>;
 using Record = DataFile::Record;
 
-constexpr unsigned long RW = File::MODE_READ | File::MODE_WRITE;
+constexpr unsigned long kReadWrite = File::MODE_READ | File::MODE_WRITE;
 
 std::string encoded(const wstring& key, const std::string& data) {
   const Record record(key, Bytes(data.begin(), data.end()));
@@ -45,7 +45,7 @@ struct DataFileTest : ::testing::Test {
 TEST_F(DataFileTest, RoundTripsKeepUnitsOrderAndEveryByte) {
   const Keys units = {W("ab"), {0x4E2D, 0x0100, 0xFFFE}, {0x0080, 0x00E9, 0x00FF}, W("empty")};
   DataFile file(path("units"));
-  file.open(RW);
+  file.open(kReadWrite);
   for (const wstring& key : units) file.insert(Record(key, {}));
   file[0].setData({1, 2});
   file.close();  // empty data as the last record
@@ -61,10 +61,10 @@ TEST_F(DataFileTest, RoundTripsKeepUnitsOrderAndEveryByte) {
   const std::string original = encoded("zeta", "1") + encoded("Key", "2") + encoded("KEY", "3");
   writeFile(dir.native("case"), original);
   DataFile cased(path("case"));
-  cased.open(RW);
+  cased.open(kReadWrite);
   cased.close();
   EXPECT_EQ(readFile(dir.native("case")), original);
-  cased.open(RW);
+  cased.open(kReadWrite);
   cased.insert(Record(W("key"), {}));  // taken: ignored
   cased.remove(Record(W("kEY"), {}));
   EXPECT_EQ(keys(cased), (Keys{W("zeta"), W("KEY")}));
@@ -82,8 +82,8 @@ TEST_F(DataFileTest, ModesDecideLoadingAndWritingAndSynchronizeWrites) {
       {File::MODE_READ, true, true, original},
       {File::MODE_READ, false, false, ""},
       {0, true, false, original},
-      {RW, true, true, original + added},
-      {RW, false, true, added},
+      {kReadWrite, true, true, original + added},
+      {kReadWrite, false, true, added},
       {File::MODE_WRITE, true, true, added}};
   for (const auto& [mode, present, opens, written] : cases) {
     SCOPED_TRACE(testing::Message() << mode << (present ? " present" : " missing"));
@@ -132,7 +132,7 @@ TEST_F(DataFileTest, LargeFilesKeepEveryRecordWhateverIsBuiltOrRemoved) {
   }
   writeFile(dir.native("large"), content);
   DataFile file(path("large"));
-  file.open(RW);
+  file.open(kReadWrite);
   ASSERT_EQ(file.size(), keys.size());
   const Record& early = file[2];
   for (unsigned long i = 1; i < file.size(); i += 2)
@@ -154,7 +154,7 @@ TEST_F(DataFileTest, BehavesLikeALinearWalkAlsoAfterKeysChangeThroughReferences)
   std::mt19937 random(12345);
   std::vector<Record> model;
   DataFile file(path("model"));
-  file.open(RW);
+  file.open(kReadWrite);
   for (int step = 0; step < 3000; ++step) {
     const std::size_t length = 1 + random() % 2;  // twenty keys, equal in pairs but for case
     const wstring key = W(std::string(length, "aAbBcCdDeE"[random() % 10]).c_str());

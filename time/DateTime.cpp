@@ -66,8 +66,8 @@ char* putNumber(char* out, unsigned int value, std::size_t width) {
 }  // namespace
 
 DateTime::DateTime()
-    : year(0), month(0), day(0), hour(0), minute(0), second(0), millisecond(0), offset(0),
-      parts(3) {}
+    : year_(0), month_(0), day_(0), hour_(0), minute_(0), second_(0), millisecond_(0), offset_(0),
+      parts_(3) {}
 
 DateTime::DateTime(const string& text, unsigned int selected) : DateTime() {
   const Positions at(text);
@@ -95,7 +95,7 @@ DateTime::DateTime(const string& text, unsigned int selected) : DateTime() {
     setMinute(static_cast<unsigned char>(at.number(start + 3, 2)));
     setSecond(static_cast<unsigned char>(at.number(start + 6, 2)));
   }
-  parts = static_cast<unsigned char>(selected);
+  parts_ = static_cast<unsigned char>(selected);
 }
 
 DateTime::DateTime(long t, unsigned int selected) : DateTime() {
@@ -116,22 +116,22 @@ DateTime::DateTime(const ::timeval& t, unsigned int selected) : DateTime() {
   std::int64_t microseconds = 0;
   platform::splitTimeval(t, seconds, microseconds);
   *this = DateTime(static_cast<long>(seconds), selected);
-  millisecond = static_cast<unsigned int>(microseconds / 1000);
+  millisecond_ = static_cast<unsigned int>(microseconds / 1000);
 }
 
 void DateTime::fromTm(const std::tm& t, unsigned int selected) {
   // Members are cut to the fields' widths without any bound: a leap second
   // stays 60.
   if ((selected & kDate) != 0) {
-    year = static_cast<unsigned short>(static_cast<unsigned int>(t.tm_year) + 1900u);
-    month = static_cast<unsigned char>(static_cast<unsigned int>(t.tm_mon) + 1u);
-    day = static_cast<unsigned char>(t.tm_mday);
+    year_ = static_cast<unsigned short>(static_cast<unsigned int>(t.tm_year) + 1900u);
+    month_ = static_cast<unsigned char>(static_cast<unsigned int>(t.tm_mon) + 1u);
+    day_ = static_cast<unsigned char>(t.tm_mday);
   }
   if ((selected & kTime) != 0) {
-    hour = static_cast<unsigned char>(t.tm_hour);
-    minute = static_cast<unsigned char>(t.tm_min);
-    second = static_cast<unsigned char>(t.tm_sec);
-    millisecond = 0;
+    hour_ = static_cast<unsigned char>(t.tm_hour);
+    minute_ = static_cast<unsigned char>(t.tm_min);
+    second_ = static_cast<unsigned char>(t.tm_sec);
+    millisecond_ = 0;
     // Reading the UTC fields back as local time with daylight saving off
     // gives the zone's standard distance from UTC, whatever the season. A
     // moment the platform cannot represent leaves the offset 0.
@@ -141,21 +141,21 @@ void DateTime::fromTm(const std::tm& t, unsigned int selected) {
     std::int64_t shifted = 0;
     if (platform::makeTime(copy, seconds) && platform::universalTime(seconds, utc) &&
         platform::makeTime(utc, shifted)) {
-      offset = static_cast<short>((seconds - shifted) / 3600);
+      offset_ = static_cast<short>((seconds - shifted) / 3600);
     }
   }
-  parts = static_cast<unsigned char>(selected);
+  parts_ = static_cast<unsigned char>(selected);
 }
 
 DateTime::operator long() const {
   std::tm t{};
   // A year or month of 0 leaves its member at 0 (1900, January).
-  if (year != 0) t.tm_year = static_cast<int>(year) - 1900;
-  if (month != 0) t.tm_mon = static_cast<int>(month) - 1;
-  t.tm_mday = day;
-  t.tm_hour = hour;
-  t.tm_min = minute;
-  t.tm_sec = second;
+  if (year_ != 0) t.tm_year = static_cast<int>(year_) - 1900;
+  if (month_ != 0) t.tm_mon = static_cast<int>(month_) - 1;
+  t.tm_mday = day_;
+  t.tm_hour = hour_;
+  t.tm_min = minute_;
+  t.tm_sec = second_;
   t.tm_isdst = -1;
   std::int64_t seconds = 0;
   if (!platform::makeTime(t, seconds)) return -1;
@@ -168,72 +168,72 @@ DateTime::operator string() const {
   // Widest: a five-digit year and three-digit bytes, 25 characters.
   char text[32];
   char* end = text;
-  if ((parts & kDate) != 0) {
-    end = putNumber(end, year, 4);
+  if ((parts_ & kDate) != 0) {
+    end = putNumber(end, year_, 4);
     *end++ = '-';
-    end = putNumber(end, month, 2);
+    end = putNumber(end, month_, 2);
     *end++ = '-';
-    end = putNumber(end, day, 2);
+    end = putNumber(end, day_, 2);
   }
-  if ((parts & (kDate | kTime)) == (kDate | kTime)) *end++ = ' ';
-  if ((parts & kTime) != 0) {
-    end = putNumber(end, hour, 2);
+  if ((parts_ & (kDate | kTime)) == (kDate | kTime)) *end++ = ' ';
+  if ((parts_ & kTime) != 0) {
+    end = putNumber(end, hour_, 2);
     *end++ = ':';
-    end = putNumber(end, minute, 2);
+    end = putNumber(end, minute_, 2);
     *end++ = ':';
-    end = putNumber(end, second, 2);
+    end = putNumber(end, second_, 2);
   }
   return string(text, static_cast<std::size_t>(end - text));
 }
 
 void DateTime::clear(unsigned int selected) {
   if ((selected & kDate) != 0) {
-    year = 0;
-    month = 0;
-    day = 0;
+    year_ = 0;
+    month_ = 0;
+    day_ = 0;
   }
   if ((selected & kTime) != 0) {
-    hour = 0;
-    minute = 0;
-    second = 0;
-    millisecond = 0;
-    offset = 0;
+    hour_ = 0;
+    minute_ = 0;
+    second_ = 0;
+    millisecond_ = 0;
+    offset_ = 0;
   }
 }
 
 void DateTime::setYear(unsigned short value) {
   if (value < 1000 || value > 3000) throw std::invalid_argument("year out-of-range");
-  year = value;
+  year_ = value;
 }
 
 void DateTime::setMonth(unsigned char value) {
   if (value < 1 || value > 12) throw std::invalid_argument("month out-of-range.");
-  month = value;
+  month_ = value;
 }
 
 void DateTime::setDay(unsigned char value) {
   if (value < 1 || value > 31) throw std::invalid_argument("day out-of-range.");
-  day = value;
+  day_ = value;
 }
 
 void DateTime::setHour(unsigned char value) {
   if (value > 23) throw std::invalid_argument("hour out-of-range.");
-  hour = value;
+  hour_ = value;
 }
 
 void DateTime::setMinute(unsigned char value) {
   if (value > 59) throw std::invalid_argument("minute out-of-range.");
-  minute = value;
+  minute_ = value;
 }
 
 void DateTime::setSecond(unsigned char value) {
   if (value > 59) throw std::invalid_argument("second out-of-range.");
-  second = value;
+  second_ = value;
 }
 
 void DateTime::setOffset(short value) {
   if (value < -720 || value > 840) throw std::invalid_argument("offset out-of-range.");
-  offset = value;
+  offset_ = value;
 }
 
 bool operator==(const DateTime& a, const DateTime& b) {

@@ -23,13 +23,13 @@ void printElapsed(std::basic_ostream<char>& out, unsigned int nowSeconds,
 
 }  // namespace detail
 
-Timer::Timer() : seconds(0), milliseconds(0) { reset(); }
+Timer::Timer() : seconds_(0), milliseconds_(0) { reset(); }
 
 void Timer::reset() {
   const platform::WallClock now = platform::wallClock();
   // Held in 32 bits: the reading's seconds wrap in 2106.
-  seconds = static_cast<unsigned int>(now.seconds);
-  milliseconds = now.milliseconds;
+  seconds_ = static_cast<unsigned int>(now.seconds);
+  milliseconds_ = now.milliseconds;
 }
 
 std::basic_ostream<char>& operator<<(std::basic_ostream<char>& out, const Timer& timer) {

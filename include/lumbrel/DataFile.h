@@ -74,12 +74,12 @@ class LUMBREL_API DataFile : public File {
    private:
     friend class store::RecordSet;
 
-    wstring key;
-    std::vector<unsigned char> data;
+    wstring key_;
+    std::vector<unsigned char> data_;
     // The set that stores this record and the record's number there, so that
     // a key change reaches the set's index; null for the caller's records.
-    store::RecordSet* owner = nullptr;
-    std::uint64_t sequence = 0;
+    store::RecordSet* owner_ = nullptr;
+    std::uint64_t sequence_ = 0;
   };
 
   /// No name and no records; usable in memory only: open fails.
@@ -128,7 +128,7 @@ class LUMBREL_API DataFile : public File {
  private:
   // The records, their index and the file's life, kept out of this header so
   // that their layout is no part of the library's interface.
-  std::unique_ptr<store::RecordSet> records;
+  std::unique_ptr<store::RecordSet> records_;
 };
 
 }  // namespace Lumbrel

@@ -69,14 +69,14 @@ class LUMBREL_API DateTime {
 
   /// The fields as stored, whatever the parts.
   ///@{
-  unsigned short getYear() const { return year; }
-  unsigned char getMonth() const { return month; }
-  unsigned char getDay() const { return day; }
-  unsigned char getHour() const { return hour; }
-  unsigned char getMinute() const { return minute; }
-  unsigned char getSecond() const { return second; }
-  unsigned int getMillisecond() const { return millisecond; }
-  short getOffset() const { return offset; }
+  unsigned short getYear() const { return year_; }
+  unsigned char getMonth() const { return month_; }
+  unsigned char getDay() const { return day_; }
+  unsigned char getHour() const { return hour_; }
+  unsigned char getMinute() const { return minute_; }
+  unsigned char getSecond() const { return second_; }
+  unsigned int getMillisecond() const { return millisecond_; }
+  short getOffset() const { return offset_; }
   ///@}
 
   /// Each setter stores a value within its bounds (both included) and
@@ -89,21 +89,21 @@ class LUMBREL_API DateTime {
   void setMinute(unsigned char value);    // 0-59, "minute out-of-range."
   void setSecond(unsigned char value);    // 0-59, "second out-of-range."
   void setOffset(short value);            // -720-840, "offset out-of-range."
-  void setMillisecond(unsigned int value) { millisecond = value; }  // never raises
+  void setMillisecond(unsigned int value) { millisecond_ = value; }  // never raises
   ///@}
 
  private:
   void fromTm(const std::tm& t, unsigned int selected);
 
-  unsigned short year;
-  unsigned char month;
-  unsigned char day;
-  unsigned char hour;
-  unsigned char minute;
-  unsigned char second;
-  unsigned int millisecond;
-  short offset;
-  unsigned char parts;
+  unsigned short year_;
+  unsigned char month_;
+  unsigned char day_;
+  unsigned char hour_;
+  unsigned char minute_;
+  unsigned char second_;
+  unsigned int millisecond_;
+  short offset_;
+  unsigned char parts_;
 };
 
 /// Comparisons of the two values' seconds since the epoch (operator long).

@@ -59,8 +59,8 @@ class LUMBREL_API DynamicLibrary {
   Symbol getSymbol(const wstring& name) const;
 
  private:
-  wstring fileName;
-  Handle handle;
+  wstring fileName_;
+  Handle handle_;
 };
 
 }  // namespace Lumbrel

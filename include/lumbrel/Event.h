@@ -67,8 +67,8 @@ class LUMBREL_API Event {
   bool test();
 
  private:
-  platform::EventObject* handle;
-  bool autoReset;
+  platform::EventObject* handle_;
+  bool autoReset_;
 };
 
 }  // namespace Lumbrel

@@ -82,9 +82,9 @@ class LUMBREL_API File : public std::basic_fstream<char> {
     virtual void setName(const wstring& value);
 
    private:
-    wstring volume;
-    wstring directory;
-    wstring name;
+    wstring volume_;
+    wstring directory_;
+    wstring name_;
   };
 
   /// No file open, empty name, mode word 0.
@@ -135,9 +135,9 @@ class LUMBREL_API File : public std::basic_fstream<char> {
   static bool rename(const wstring& from, const wstring& to);
 
  private:
-  wstring name;
-  unsigned long mode;
-  Mutex mutex;
+  wstring name_;
+  unsigned long mode_;
+  Mutex mutex_;
 };
 
 /// Holds a File's lock for its own lifetime.
@@ -151,7 +151,7 @@ class LUMBREL_API FileLock {
   FileLock& operator=(const FileLock&) = delete;
 
  private:
-  File& file;
+  File& file_;
 };
 
 /// Equality of the composed texts without regard to case.

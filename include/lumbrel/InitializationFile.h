@@ -86,7 +86,7 @@ class LUMBREL_API InitializationFile : public File {
   // The entries and their lookup index, kept out of this header so that
   // their layout is no part of the library's interface.
   class LUMBREL_LOCAL Model;
-  std::unique_ptr<Model> model;
+  std::unique_ptr<Model> model_;
 };
 
 }  // namespace Lumbrel

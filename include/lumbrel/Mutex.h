@@ -49,7 +49,7 @@ class LUMBREL_API Mutex {
   bool isLocked() const;
 
  private:
-  platform::LockObject* handle;
+  platform::LockObject* handle_;
 };
 
 /// Holds a Mutex for its own lifetime.
@@ -62,7 +62,7 @@ class LUMBREL_API MutexLock {
   MutexLock& operator=(const MutexLock&) = delete;
 
  private:
-  Mutex& mutex;
+  Mutex& mutex_;
 };
 
 }  // namespace Lumbrel

@@ -31,16 +31,16 @@ class LUMBREL_API Timer {
   /// The moment of the reading (seconds since the epoch and its milliseconds,
   /// 0 to 999), not an elapsed time: they do not change as time passes.
   ///@{
-  unsigned int getSeconds() const { return seconds; }
-  unsigned int getMilliseconds() const { return milliseconds; }
+  unsigned int getSeconds() const { return seconds_; }
+  unsigned int getMilliseconds() const { return milliseconds_; }
   ///@}
 
   /// Takes a new reading.
   void reset();
 
  private:
-  unsigned int seconds;
-  unsigned int milliseconds;
+  unsigned int seconds_;
+  unsigned int milliseconds_;
 };
 
 /// Writes the seconds elapsed since `timer`'s reading, as described above.

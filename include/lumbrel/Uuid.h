@@ -68,7 +68,7 @@ class LUMBREL_API Uuid {
   friend LUMBREL_API bool operator==(const Uuid& a, const Uuid& b);
 
  private:
-  unsigned char bytes[16];
+  unsigned char bytes_[16];
 };
 
 /// Equal when all 16 bytes are equal. There is no order.

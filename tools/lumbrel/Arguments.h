@@ -11,10 +11,10 @@
 namespace lumbrel_tool {
 
 // Exit statuses of the tool.
-constexpr int STATUS_OK = 0;
-constexpr int STATUS_NOT_FOUND = 1;  // a key or section is absent
-constexpr int STATUS_USAGE = 2;      // the command line is wrong
-constexpr int STATUS_FAILURE = 3;    // a file could not be read or written
+constexpr int kStatusOk = 0;
+constexpr int kStatusNotFound = 1;  // a key or section is absent
+constexpr int kStatusUsage = 2;      // the command line is wrong
+constexpr int kStatusFailure = 3;    // a file could not be read or written
 
 struct Invocation {
   bool help = false;     // show the help of `command` (the tool's when empty)

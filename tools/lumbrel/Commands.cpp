@@ -143,7 +143,7 @@ unsigned long findRecord(Lumbrel::DataFile& file, const wstring& key) {
 
 int notFound(const std::string& what) {
   std::cerr << "lumbrel: " << what << " not found\n";
-  return STATUS_NOT_FOUND;
+  return kStatusNotFound;
 }
 
 void loadDump(const Invocation& invocation, const std::string& name) {
@@ -271,7 +271,7 @@ int runData(const Invocation& invocation) {
 
   if (verb == "load") {
     loadDump(invocation, name);
-    return STATUS_OK;
+    return kStatusOk;
   }
   if (verb == "list" || verb == "dump") {
     Lumbrel::DataFile file(path);
@@ -286,7 +286,7 @@ int runData(const Invocation& invocation) {
       }
     }
     file.close();
-    return STATUS_OK;
+    return kStatusOk;
   }
 
   const wstring key = dataKey(invocation);
@@ -303,7 +303,7 @@ int runData(const Invocation& invocation) {
     }
     markChanged(file);
     file.close();
-    return STATUS_OK;
+    return kStatusOk;
   }
 
   Lumbrel::DataFile file(path);
@@ -324,7 +324,7 @@ int runData(const Invocation& invocation) {
     markChanged(file);
   }
   file.close();
-  return STATUS_OK;
+  return kStatusOk;
 }
 
 int runIni(const Invocation& invocation) {
@@ -346,11 +346,11 @@ int runIni(const Invocation& invocation) {
     file.setValue(section, key, make_wstring(operands[3]));
     markChanged(file);
     file.close();
-    return STATUS_OK;
+    return kStatusOk;
   }
 
   openStore(file, name, false);
-  int status = STATUS_OK;
+  int status = kStatusOk;
   if (verb == "list" && operands.size() == 1) {
     for (const wstring& each : distinctNames(file.enumerateSections())) {
       std::cout << make_string(each) << '\n';
@@ -393,11 +393,11 @@ int runProps(const Invocation& invocation) {
     file.setValue(key, make_wstring(operands[2]));
     markChanged(file);
     file.close();
-    return STATUS_OK;
+    return kStatusOk;
   }
 
   openStore(file, name, false);
-  int status = STATUS_OK;
+  int status = kStatusOk;
   if (verb == "list") {
     for (const wstring& each : distinctNames(file.enumerateKeys())) {
       std::cout << make_string(each) << '=' << make_string(file.getValue(each)) << '\n';
@@ -418,14 +418,14 @@ int runUuid(const Invocation& invocation) {
   for (unsigned long i = 0; i < invocation.count; ++i) {
     std::cout << static_cast<std::string>(Lumbrel::Uuid()) << '\n';
   }
-  return STATUS_OK;
+  return kStatusOk;
 }
 
 int runDate(const Invocation& invocation) {
   if (invocation.operands.empty()) {
     const Lumbrel::DateTime now(static_cast<long>(std::time(nullptr)), 3);
     std::cout << static_cast<std::string>(now) << '\t' << static_cast<long>(now) << '\n';
-    return STATUS_OK;
+    return kStatusOk;
   }
   const std::string& text = invocation.operands[0];
   // The form decides which parts the value carries: a date, a time or both.
@@ -440,7 +440,7 @@ int runDate(const Invocation& invocation) {
   } catch (const std::invalid_argument& error) {
     throw UsageError(std::string(error.what()) + " (TEXT: " + text + ")", usageFor(invocation));
   }
-  return STATUS_OK;
+  return kStatusOk;
 }
 
 int runHost(const Invocation&) {
@@ -451,7 +451,7 @@ int runHost(const Invocation&) {
   show("IP host name   ", Lumbrel::System::getIpHostName());
   show("IP address     ", Lumbrel::System::getIpAddress());
   show("program file   ", Lumbrel::System::getProcessFileName());
-  return STATUS_OK;
+  return kStatusOk;
 }
 
 }  // namespace lumbrel_tool

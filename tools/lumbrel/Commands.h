@@ -20,7 +20,7 @@ int runDate(const Invocation& invocation);
 int runHost(const Invocation& invocation);
 
 // A command's own failure that is not the library's, such as an input that
-// cannot be read: reported as "lumbrel: " + message with STATUS_FAILURE.
+// cannot be read: reported as "lumbrel: " + message with kStatusFailure.
 class ToolError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -73,22 +73,22 @@ std::string stamp() {
 // lock, and then says so through an event.
 class LogWorker : public Lumbrel::Thread {
  public:
-  LogWorker(Lumbrel::LogFile& target, Lumbrel::Event& finished) : logFile(target), done(finished) {}
+  LogWorker(Lumbrel::LogFile& target, Lumbrel::Event& finished) : logFile_(target), done_(finished) {}
 
  protected:
   void* run(void* argument) override {
     {
-      Lumbrel::FileLock hold(logFile);
-      logFile << stamp() << " worker thread " << Lumbrel::Thread::getCurrentThreadId()
+      Lumbrel::FileLock hold(logFile_);
+      logFile_ << stamp() << " worker thread " << Lumbrel::Thread::getCurrentThreadId()
               << " wrote this line\n";
     }
-    done.signal();
+    done_.signal();
     return argument;
   }
 
  private:
-  Lumbrel::LogFile& logFile;
-  Lumbrel::Event& done;
+  Lumbrel::LogFile& logFile_;
+  Lumbrel::Event& done_;
 };
 
 std::string show(const wstring& value) {
@@ -286,7 +286,7 @@ int runTour(const Invocation& invocation) {
             << "   printed now it shows the seconds since then: " << elapsed.str() << '\n';
 
   std::cout << "\nTour complete: 4 files in " << native << ", " << elapsed.str() << " s.\n";
-  return STATUS_OK;
+  return kStatusOk;
 }
 
 }  // namespace lumbrel_tool

@@ -35,7 +35,7 @@ int main(int argc, char** argv) {
   // Data and dumps pass through the standard streams byte for byte.
   Lumbrel::platform::useBinaryStandardStreams();
   const std::vector<std::string> arguments = Lumbrel::platform::commandLineArguments(argc, argv);
-  int status = STATUS_OK;
+  int status = kStatusOk;
   try {
     const Invocation invocation = parseArguments(arguments);
     if (invocation.version) {
@@ -47,19 +47,19 @@ int main(int argc, char** argv) {
     }
   } catch (const UsageError& error) {
     std::cerr << "lumbrel: " << error.what() << '\n' << error.usage;
-    status = STATUS_USAGE;
+    status = kStatusUsage;
   } catch (const std::bad_alloc&) {
     std::cerr << "lumbrel: out of memory\n";
-    status = STATUS_FAILURE;
+    status = kStatusFailure;
   } catch (const std::exception& error) {
     // The library's own message, or the tool's for an input it cannot read.
     std::cerr << "lumbrel: " << error.what() << '\n';
-    status = STATUS_FAILURE;
+    status = kStatusFailure;
   }
   std::cout.flush();
   if (!std::cout) {
     std::cerr << "lumbrel: cannot write to standard output\n";
-    if (status == STATUS_OK) status = STATUS_FAILURE;
+    if (status == kStatusOk) status = kStatusFailure;
   }
   return status;
 }
