@@ -71,6 +71,12 @@ TEST_F(DataFileTest, RoundTripsKeepUnitsOrderAndEveryByte) {
   cased.remove(Record(W("key"), {}));
   cased.close();
   EXPECT_EQ(readFile(dir.native("case")), encoded("zeta", "1"));
+  // A key read with a null unit inside is kept whole and matched up to that
+  // unit, blanks in front of it included.
+  writeFile(dir.native("case"), std::string("\x08\0\0\0\0a\0 \0\0\0b\0\0\0\0", 16));
+  cased.open(kReadWrite);
+  cased.insert(Record({'A', ' ', 0}, {}));
+  EXPECT_EQ(keys(cased), Keys{wstring({'a', ' ', 0, 'b'})});
 }
 
 // Synchronize writes the records; with write alone it keeps them, since
