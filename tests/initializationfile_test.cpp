@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 
 #include "StoreTestSupport.h"
 
@@ -20,25 +19,6 @@ class InitializationFileTest : public ::testing::Test {
   TempDir dir;
   InitializationFile file{dir.name("f")};
 };
-
-TEST_F(InitializationFileTest, WhatSurvivesAReadAndWrite) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"; a note\n[Net]\nport = 80\n\n[Disk]\npath=a=b\n", "[Disk]\npath=a=b\n[Net]\nport = 80\n"},
-      // Key lines, duplicates included, sorted by section and key, case ignored.
-      {"[b]\nz=1\nk=2\nk=2\n[A]\nY=3\nx=4\n", "[A]\nx=4\nY=3\n[b]\nk=2\nk=2\nz=1\n"},
-      // Sections merge under the spelling of their first entry once sorted.
-      {"[net]\nb=1\n[NET]\na=2\n", "[NET]\na=2\nb=1\n"},
-      // Lost: key lines before any header, sections without them, comments,
-      // blank lines, lines without `=` or with an empty key.
-      {"early=1\n[Empty]\n[S]\n# c\n; c\nstray\n\n=v\nk=v", "[S]\nk=v\n"},
-  };
-  for (const auto& row : rows) {
-    writeFile(dir.native("f"), row.first);
-    file.open(kReadWrite);
-    file.close();
-    EXPECT_EQ(readFile(dir.native("f")), textBytes(row.second)) << row.first;
-  }
-}
 
 TEST_F(InitializationFileTest, LookupsIgnoreCaseAndNewEntriesGoBehind) {
   writeFile(dir.native("f"), "[NET]\nPORT=80\n[Disk]\npath=a\npath=b\n");
