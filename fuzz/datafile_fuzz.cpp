@@ -52,7 +52,9 @@ Expected referenceRead(const std::uint8_t* data, std::size_t size) {
     result.failure = message;
     return result;
   };
-  const auto blank = [](unsigned short unit) { return unit == ' ' || unit == '\t' || unit == '\n'; };
+  const auto blank = [](unsigned short unit) {
+    return unit == ' ' || unit == '\t' || unit == '\n';
+  };
   while (at < size) {
     std::size_t keyBytes = 0, dataBytes = 0;
     if (!length(keyBytes) || keyBytes % 2 != 0 || size - at < keyBytes) return damaged(kDamaged);
