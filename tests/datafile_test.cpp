@@ -9,8 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "TestSupport.h"
-#include "store/DataFileFormat.h"
+#include "StoreTestSupport.h"
 
 using namespace Lumbrel;
 using namespace lumbrel_test;
@@ -22,14 +21,6 @@ using Keys = std::vector<wstring>;
 using Record = DataFile::Record;
 
 constexpr unsigned long kReadWrite = File::MODE_READ | File::MODE_WRITE;
-
-std::string encoded(const wstring& key, const std::string& data) {
-  const Record record(key, Bytes(data.begin(), data.end()));
-  std::string out(store::encodedSize(record), '\0');
-  store::encodeRecord(record, reinterpret_cast<unsigned char*>(&out[0]));
-  return out;
-}
-std::string encoded(const char* key, const std::string& data) { return encoded(W(key), data); }
 
 Keys keys(DataFile& file) {
   Keys out;
