@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "StoreTestSupport.h"
@@ -68,41 +66,6 @@ TEST_F(DataFileTest, RoundTripsKeepUnitsOrderAndEveryByte) {
   cased.open(kReadWrite);
   cased.insert(Record({'A', ' ', 0}, {}));
   EXPECT_EQ(keys(cased), Keys{wstring({'a', ' ', 0, 'b'})});
-}
-
-// Synchronize writes the records; with write alone it keeps them, since
-// reopening would empty the file just written.
-TEST_F(DataFileTest, ModesDecideLoadingAndWritingAndSynchronizeWrites) {
-  const std::string original = encoded("kept", "k"), added = encoded("new", "");
-  // Mode, whether the file is there, whether open succeeds, the file written.
-  const std::tuple<unsigned long, bool, bool, std::string> cases[] = {
-      {File::MODE_READ, true, true, original},
-      {File::MODE_READ, false, false, ""},
-      {0, true, false, original},
-      {kReadWrite, true, true, original + added},
-      {kReadWrite, false, true, added},
-      {File::MODE_WRITE, true, true, added}};
-  for (const auto& [mode, present, opens, written] : cases) {
-    SCOPED_TRACE(testing::Message() << mode << (present ? " present" : " missing"));
-    std::remove(dir.native("f").c_str());
-    if (present) writeFile(dir.native("f"), original);
-    DataFile file(path("f"));
-    file.insert(Record(W("dropped by open"), {}));
-    if (!opens) {
-      EXPECT_THROW_MSG(file.open(mode), std::runtime_error, "failed to open file.");
-      EXPECT_EQ(File::exists(dir.name("f")), present);
-      continue;
-    }
-    file.open(mode);
-    const bool loads = present && (mode & File::MODE_READ) != 0;
-    EXPECT_EQ(keys(file), loads ? Keys{W("kept")} : Keys{});
-    EXPECT_EQ(readFile(dir.native("f")), loads ? original : "");
-    file.insert(Record(W("new"), {}));
-    file.synchronize();
-    EXPECT_EQ(readFile(dir.native("f")), written);
-    file.close();
-    EXPECT_EQ(readFile(dir.native("f")), written);
-  }
 }
 
 // A file of many blocks, taken as it arrives: runs of records of one size,

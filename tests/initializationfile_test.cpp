@@ -68,25 +68,4 @@ TEST_F(InitializationFileTest, LargeSectionsSortStablyAndFindTheFirstEntry) {
   EXPECT_EQ(readFile(dir.native("f")), textBytes(expected));
 }
 
-TEST_F(InitializationFileTest, ModesDecideWhatIsReadAndWritten) {
-  {
-    InitializationFile writer(dir.name("f"));
-    writer.open(File::MODE_WRITE);  // creates the file
-    writer.setValue(W("T"), W("x"), W("1"));
-    writer.synchronize();  // with the write bit alone: writes, and keeps the model
-    EXPECT_EQ(readFile(dir.native("f")), textBytes("[T]\nx=1\n"));
-    writer.setValue(W("T"), W("w"), W("2"));
-  }  // the destructor writes what is pending
-  file.open(File::MODE_READ);
-  file.setValue(W("T"), W("x"), W("read only"));
-  file.close();
-  file.open(File::MODE_READ);
-  file.setValue(W("T"), W("y"), W("reopened"));
-  file.open(File::MODE_READ);  // throws the changes away
-  file.setValue(W("T"), W("z"), W("3"));
-  file.setMode(kReadWrite);  // now close writes
-  file.close();
-  EXPECT_EQ(readFile(dir.native("f")), textBytes("[T]\nw=2\nx=1\nz=3\n"));
-}
-
 }  // namespace
