@@ -31,41 +31,32 @@ struct DataFileTest : ::testing::Test {
   TempDir dir;
 };
 
-TEST_F(DataFileTest, RoundTripsKeepUnitsOrderAndEveryByte) {
-  const Keys units = {W("ab"), {0x4E2D, 0x0100, 0xFFFE}, {0x0080, 0x00E9, 0x00FF}, W("empty")};
-  DataFile file(path("units"));
-  file.open(kReadWrite);
-  for (const wstring& key : units) file.insert(Record(key, {}));
-  file[0].setData({1, 2});
-  file.close();  // empty data as the last record
-  EXPECT_EQ(readFile(dir.native("units")).substr(0, 14),
-            std::string("\4\0\0\0\0a\0b\2\0\0\0\1\2", 14));
-  file.open(File::MODE_READ);
-  EXPECT_EQ(keys(file), units);
-  EXPECT_EQ(file[0].getData(), (Bytes{1, 2}));
-  EXPECT_THROW_MSG(file[4], std::out_of_range, "object does not exist");
-
-  // Keys equal but for case load as two records, one removed per call, and
-  // a store closed unchanged writes back every byte.
+// Keys equal but for case load as two records and are removed one per call;
+// an insert of a key that is taken is ignored; a store closed unchanged
+// writes back every byte. (datafile_fuzz holds the loading and writing of any
+// keys and bytes against its reference.)
+TEST_F(DataFileTest, KeysMatchWithoutCaseOneRecordAtATime) {
   const std::string original = encoded("zeta", "1") + encoded("Key", "2") + encoded("KEY", "3");
   writeFile(dir.native("case"), original);
-  DataFile cased(path("case"));
-  cased.open(kReadWrite);
-  cased.close();
+  DataFile file(path("case"));
+  file.open(kReadWrite);
+  file.close();
   EXPECT_EQ(readFile(dir.native("case")), original);
-  cased.open(kReadWrite);
-  cased.insert(Record(W("key"), {}));  // taken: ignored
-  cased.remove(Record(W("kEY"), {}));
-  EXPECT_EQ(keys(cased), (Keys{W("zeta"), W("KEY")}));
-  cased.remove(Record(W("key"), {}));
-  cased.close();
-  EXPECT_EQ(readFile(dir.native("case")), encoded("zeta", "1"));
+  file.open(kReadWrite);
+  file.insert(Record(W("key"), {}));
+  file.remove(Record(W("kEY"), {}));
+  EXPECT_EQ(keys(file), (Keys{W("zeta"), W("KEY")}));
+  file[0].setData({'9'});
+  EXPECT_THROW_MSG(file[2], std::out_of_range, "object does not exist");
+  file.remove(Record(W("key"), {}));
+  file.close();
+  EXPECT_EQ(readFile(dir.native("case")), encoded("zeta", "9"));
   // A key read with a null unit inside is kept whole and matched up to that
   // unit, blanks in front of it included.
   writeFile(dir.native("case"), std::string("\x08\0\0\0\0a\0 \0\0\0b\0\0\0\0", 16));
-  cased.open(kReadWrite);
-  cased.insert(Record({'A', ' ', 0}, {}));
-  EXPECT_EQ(keys(cased), Keys{wstring({'a', ' ', 0, 'b'})});
+  file.open(kReadWrite);
+  file.insert(Record({'A', ' ', 0}, {}));
+  EXPECT_EQ(keys(file), Keys{wstring({'a', ' ', 0, 'b'})});
 }
 
 // A file of many blocks, taken as it arrives: runs of records of one size,
