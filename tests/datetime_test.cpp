@@ -109,7 +109,7 @@ TEST(DateTimeTest, ComparisonIsBySecondOfLocalTime) {
   }
 }
 
-TEST(DateTimeTest, OtherSources) {
+TEST(DateTimeTest, SecondsTimevalAndTmGiveLocalFieldsAndWholeHourOffsets) {
   // The offset is in whole hours, toward zero.
   const std::pair<const char*, short> zones[] = {{"IST-5:30", 5}, {"NST3:30", -3}, {"UTC0", 0}};
   for (const auto& [zone, offset] : zones) {

@@ -28,7 +28,7 @@ class FileTest : public ::testing::Test {
   TempDir dir;
 };
 
-TEST_F(FileTest, ModeTableOnPresentAndMissingFiles) {
+TEST_F(FileTest, OpenFollowsTheModeWordOnPresentAndMissingFiles) {
   const unsigned long read = File::MODE_READ, write = File::MODE_WRITE;
   const struct {
     unsigned long mode;
@@ -100,7 +100,7 @@ TEST_F(FileTest, LockIsRecursiveAndReleasedAfterFailures) {
   EXPECT_TRUE(std::async(std::launch::async, [&] { return file.lock() && file.unlock(); }).get());
 }
 
-TEST_F(FileTest, CreateRemoveExistsRename) {
+TEST_F(FileTest, RemoveNeverTakesAFolderAndRenameNeverReplaces) {
   writeFile(dir.native("full"), "content");
   EXPECT_TRUE(File::create(dir.name("full")));
   EXPECT_EQ(readFile(dir.native("full")), "");
