@@ -43,8 +43,10 @@ Bytes referenceParse(const std::string& text, bool& accepted) {
   }
   accepted = accepted && digits.size() >= 32;
   Bytes bytes(16, 0);
-  for (std::size_t i = 0; accepted && i < 16; ++i)
-    bytes[i] = static_cast<unsigned char>(hexDigit(digits[2 * i]) * 16 + hexDigit(digits[2 * i + 1]));
+  for (std::size_t i = 0; accepted && i < 16; ++i) {
+    const int high = hexDigit(digits[2 * i]), low = hexDigit(digits[2 * i + 1]);
+    bytes[i] = static_cast<unsigned char>(high * 16 + low);
+  }
   return bytes;
 }
 

@@ -31,7 +31,9 @@ inline std::string encoded(const Lumbrel::wstring& key, const std::string& data)
   Lumbrel::store::encodeRecord(record, reinterpret_cast<unsigned char*>(&out[0]));
   return out;
 }
-inline std::string encoded(const char* key, const std::string& data) { return encoded(W(key), data); }
+inline std::string encoded(const char* key, const std::string& data) {
+  return encoded(W(key), data);
+}
 
 // Each store behind one face: text values under ASCII keys; a key that is
 // not there reads as "". The sectioned store keeps a key that ends in a digit
@@ -63,8 +65,12 @@ struct DataStore {
     }
     return all;
   }
-  static std::string before() { return encoded("a", "1") + encoded(" k ", "old") + encoded("b", "2"); }
-  static std::string rewritten() { return encoded("a", "1") + encoded("k", "old") + encoded("b", "2"); }
+  static std::string before() {
+    return encoded("a", "1") + encoded(" k ", "old") + encoded("b", "2");
+  }
+  static std::string rewritten() {
+    return encoded("a", "1") + encoded("k", "old") + encoded("b", "2");
+  }
   static std::string after() { return encoded("a", "1") + encoded("k", "new") + encoded("b", "2"); }
 };
 
