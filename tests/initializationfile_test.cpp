@@ -41,31 +41,4 @@ TEST_F(InitializationFileTest, LookupsIgnoreCaseAndNewEntriesGoBehind) {
   EXPECT_EQ(file.getValue(W("NET"), W("PORT")), W(""));  // close empties the model
 }
 
-TEST_F(InitializationFileTest, LargeSectionsSortStablyAndFindTheFirstEntry) {
-  const auto line = [](int k, int pass) {
-    return "k" + std::to_string(k) + "=" + std::to_string(pass) + "\n";
-  };
-  // Two passes over two sections, keys descending, each key once per pass:
-  // the second pass spells the sections otherwise and gives the value 1.
-  std::string content, expected;
-  for (int pass = 0; pass < 2; ++pass) {
-    content += pass == 0 ? "[b]\n" : "[B]\n";
-    for (int k = 49; k >= 10; --k) content += line(k, pass);
-    content += pass == 0 ? "[A]\n" : "[a]\n";
-    for (int k = 49; k >= 10; --k) content += line(k, pass);
-  }
-  writeFile(dir.native("f"), content);
-  file.open(kReadWrite);
-  EXPECT_EQ(file.getValue(W("a"), W("K15")), W("0"));
-  file.removeKey(W("A"), W("k15"));
-  EXPECT_EQ(file.getValue(W("a"), W("K15")), W("1"));
-  file.close();
-  for (const char* section : {"[A]\n", "[b]\n"}) {
-    expected += section;
-    for (int k = 10; k < 50; ++k)
-      expected += (k == 15 && section[1] == 'A' ? "" : line(k, 0)) + line(k, 1);
-  }
-  EXPECT_EQ(readFile(dir.native("f")), textBytes(expected));
-}
-
 }  // namespace
