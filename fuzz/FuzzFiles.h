@@ -1,8 +1,7 @@
-// A scratch directory for the fuzz targets that go through the stores' real
-// open and close: each input is written to a file there, and the file read
-// back after the store has replaced it. The directory is made on first use
-// and removed when the program exits normally; a crashing run leaves it for
-// inspection.
+// A scratch file for the fuzz targets that go through the stores' real open
+// and close: each input is written to it, and it is read back after the
+// store has replaced it. Its folder is made on first use and removed when
+// the program exits normally; a crashing run leaves it for inspection.
 #ifndef LUMBREL_FUZZ_FUZZ_FILES_H
 #define LUMBREL_FUZZ_FUZZ_FILES_H
 
@@ -21,38 +20,32 @@ namespace lumbrel_fuzz {
 
 class ScratchFile {
  public:
-  // `entry` is the file's name inside the scratch directory.
+  // `entry` is the file's name inside the scratch folder.
   explicit ScratchFile(const char* entry) {
-    const std::filesystem::path base = std::filesystem::temp_directory_path();
     std::random_device seed;
     do {
-      directory_ = base / ("lumbrel-fuzz-" + std::to_string(seed() % 100000000u));
-    } while (!std::filesystem::create_directory(directory_));
-    native_ = directory_ / entry;
+      folder_ = std::filesystem::temp_directory_path() /
+                ("lumbrel-fuzz-" + std::to_string(seed() % 100000000u));
+    } while (!std::filesystem::create_directory(folder_));
+    native_ = folder_ / entry;
     // The library's form of the name: a POSIX path from the root gets the
     // volume `Z:`; separators are backslashes.
     std::string name = native_.u8string();
-    if (!name.empty() && name[0] == '/') name = "Z:" + name;
-    for (char& c : name) {
-      if (c == '/') c = '\\';
-    }
+    if (name[0] == '/') name = "Z:" + name;
+    for (char& c : name) c = c == '/' ? '\\' : c;
     path_ = Lumbrel::File::Path(name);
   }
   ~ScratchFile() {
     std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
+    std::filesystem::remove_all(folder_, ignored);
   }
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
 
   const Lumbrel::File::Path& path() const { return path_; }
-
   void write(const void* bytes, std::size_t size) const {
     std::ofstream out(native_, std::ios::binary | std::ios::trunc);
-    out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
-    if (!out.flush()) std::abort();
+    if (!out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size)).flush())
+      std::abort();
   }
-
   std::string read() const {
     std::ifstream in(native_, std::ios::binary);
     if (!in) std::abort();
@@ -60,8 +53,7 @@ class ScratchFile {
   }
 
  private:
-  std::filesystem::path directory_;
-  std::filesystem::path native_;
+  std::filesystem::path folder_, native_;
   Lumbrel::File::Path path_;
 };
 

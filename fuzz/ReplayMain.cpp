@@ -16,51 +16,38 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-namespace {
-
-namespace fs = std::filesystem;
-
-bool replay(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) {
-    std::cerr << "replay: cannot read " << file.string() << '\n';
-    return false;
-  }
-  const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
-                                std::istreambuf_iterator<char>());
-  std::cout << "replay: " << file.string() << std::endl;
-  // The data pointer of an empty input is not dereferenced; libFuzzer too
-  // hands over a valid pointer then.
-  static const std::uint8_t nothing = 0;
-  const auto* data =
-      bytes.empty() ? &nothing : reinterpret_cast<const std::uint8_t*>(bytes.data());
-  LLVMFuzzerTestOneInput(data, bytes.size());
-  return true;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-  std::size_t count = 0;
+  namespace fs = std::filesystem;
+  std::vector<fs::path> files;
   for (int i = 1; i < argc; ++i) {
-    const fs::path argument(argv[i]);
     std::error_code error;
-    if (!fs::is_directory(argument, error)) {
-      if (!replay(argument)) return 1;
-      ++count;
+    if (!fs::is_directory(argv[i], error)) {
+      files.emplace_back(argv[i]);
       continue;
     }
-    std::vector<fs::path> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(argument)) {
-      const std::string name = entry.path().filename().string();
-      if (entry.is_regular_file() && name.front() != '.') files.push_back(entry.path());
-    }
-    std::sort(files.begin(), files.end());
-    for (const fs::path& file : files) {
-      if (!replay(file)) return 1;
-      ++count;
-    }
+    std::vector<fs::path> folder;
+    for (const fs::directory_entry& entry : fs::directory_iterator(argv[i]))
+      if (entry.is_regular_file() && entry.path().filename().string()[0] != '.')
+        folder.push_back(entry.path());
+    std::sort(folder.begin(), folder.end());
+    files.insert(files.end(), folder.begin(), folder.end());
   }
-  std::cout << "replay: " << count << " inputs, no fault\n";
+  for (const fs::path& file : files) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) {
+      std::cerr << "replay: cannot read " << file.string() << '\n';
+      return 1;
+    }
+    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
+                                  std::istreambuf_iterator<char>());
+    std::cout << "replay: " << file.string() << std::endl;
+    // The data pointer of an empty input is not dereferenced; libFuzzer too
+    // hands over a valid pointer then.
+    static const std::uint8_t nothing = 0;
+    LLVMFuzzerTestOneInput(
+        bytes.empty() ? &nothing : reinterpret_cast<const std::uint8_t*>(bytes.data()),
+        bytes.size());
+  }
+  std::cout << "replay: " << files.size() << " inputs, no fault\n";
   return 0;
 }

@@ -1,8 +1,8 @@
-// Arbitrary bytes as a sectioned settings file. The codec must read what the
-// reference reader reads and survive its own round trip; InitializationFile's
-// own open, from a real file, must hold exactly those entries sorted by
-// section and key (equal ones in file order), and its close must write them
-// back as the reference writer does.
+// Arbitrary bytes as a sectioned settings file. InitializationFile's own open,
+// from a real file, must hold exactly the entries the reference reader reads,
+// sorted by section and key (equal ones in file order), and its close must
+// write them back as the reference writer does.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <tuple>
@@ -11,13 +11,17 @@
 #include "SettingsFuzz.h"
 #include "lumbrel/InitializationFile.h"
 
+using Lumbrel::compare;
 using Lumbrel::InitializationFile;
 using Lumbrel::wstring;
 using lumbrel_fuzz::check;
 using lumbrel_fuzz::Entry;
-using Lumbrel::store::SettingsLayout;
 
 namespace {
+
+bool sameKey(const Entry& a, const Entry& b) {
+  return lumbrel_fuzz::sameSection(a, b) && compare(std::get<1>(a), std::get<1>(b)) == 0;
+}
 
 void inspect(InitializationFile& file, const std::vector<Entry>& model) {
   std::vector<wstring> sections;
@@ -26,34 +30,35 @@ void inspect(InitializationFile& file, const std::vector<Entry>& model) {
       sections.push_back(std::get<0>(model[i]));
   }
   check(file.enumerateSections() == sections);
-  std::size_t at = 0;
   for (const wstring& section : sections) {
     std::vector<wstring> keys;
-    for (; at < model.size() && Lumbrel::compare(std::get<0>(model[at]), section) == 0; ++at)
-      keys.push_back(std::get<1>(model[at]));
+    for (const auto& [entrySection, key, value] : model)
+      if (compare(entrySection, section) == 0) keys.push_back(key);
     check(file.enumerateKeys(section) == keys);
   }
   // A lookup finds the first of equal entries; the first few suffice.
   for (std::size_t i = 0; i < model.size() && i < 32; ++i) {
-    const auto& [section, key, value] = model[i];
-    wstring expected = value;
-    for (std::size_t j = 0; j < i; ++j) {
-      if (Lumbrel::compare(std::get<0>(model[j]), section) == 0 &&
-          Lumbrel::compare(std::get<1>(model[j]), key) == 0) {
-        expected = std::get<2>(model[j]);
-        break;
-      }
-    }
-    check(file.getValue(section, key) == expected);
+    const Entry& first = *std::find_if(
+        model.begin(), model.end(), [&](const Entry& other) { return sameKey(other, model[i]); });
+    check(file.getValue(std::get<0>(model[i]), std::get<1>(model[i])) == std::get<2>(first));
   }
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::vector<Entry> model =
-      lumbrel_fuzz::sorted(lumbrel_fuzz::checkCodec(data, size, SettingsLayout::Sectioned));
+  using lumbrel_fuzz::Layout;
+  std::vector<Entry> model = lumbrel_fuzz::referenceRead(
+      std::string(reinterpret_cast<const char*>(data), size), Layout::Sectioned);
+  std::stable_sort(model.begin(), model.end(), [](const Entry& a, const Entry& b) {
+    const long bySection = compare(std::get<0>(a), std::get<0>(b));
+    return bySection != 0 ? bySection < 0 : compare(std::get<1>(a), std::get<1>(b)) < 0;
+  });
   lumbrel_fuzz::checkStore<InitializationFile>(
-      "fuzz.ini", data, size, model, SettingsLayout::Sectioned, inspect);
+      "fuzz.ini", data, size, model, Layout::Sectioned, inspect,
+      [](InitializationFile& file, const Entry& entry) {
+        const auto& [section, key, value] = entry;
+        file.setValue(section, key, file.getValue(section, key));
+      });
   return 0;
 }

@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -29,34 +28,22 @@ void check(bool condition) {
 
 wstring widen(const std::string& text) { return wstring(text.begin(), text.end()); }
 
-class Process : public Lumbrel::platform::PlatformWrapper {
- public:
+struct Process : Lumbrel::platform::PlatformWrapper {
   wstring processFileName() override { return fileName; }
   wstring fileName;
 };
 
-Process& process() {
-  static Process substitute;
-  static Lumbrel::platform::ScopedPlatform installed(substitute);
-  return substitute;
-}
-
-const wstring& processFileName(unsigned char choice) {
-  static const std::vector<wstring> names = {
-      widen("D:\\svc\\bin\\agent.exe"),
-      widen("Z:\\opt\\app\\bin\\agent"),
-      widen("\\\\host\\share\\bin\\agent"),
-      widen("agent"),
-      widen(""),
-      widen("c:/mixed/../sep\\agent"),
-      widen("Z:\\" + std::string(230, 'd') + "\\agent"),
-  };
-  return names[choice % names.size()];
-}
-
 bool separator(unsigned short unit) { return unit == '/' || unit == '\\'; }
-bool asciiLetter(unsigned short unit) {
-  return (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z');
+
+// The text in front of its first null unit.
+wstring counted(const wstring& text) {
+  return text.substr(0, text.find(static_cast<unsigned short>(0)));
+}
+
+// Volume, directory and name in one text, split by null units, which no
+// field holds.
+wstring fields(const wstring& volume, const wstring& directory, const wstring& name) {
+  return volume + wstring(1, 0) + directory + wstring(1, 0) + name;
 }
 
 // The full form of a path on its segments: the root `X:\` or `\\`, then the
@@ -64,9 +51,9 @@ bool asciiLetter(unsigned short unit) {
 // server and share of a network path), a closing backslash if the text ends
 // with a separator; empty without a root or at 260 units and more.
 wstring referenceFullPath(const wstring& given) {
-  const wstring text = given.substr(0, given.find(static_cast<unsigned short>(0)));
+  const wstring text = counted(given);
+  std::size_t kept = 0;  // segments that `.` and `..` leave alone
   wstring root;
-  std::size_t kept = 0;
   if (text.size() >= 3 && !separator(text[0]) && text[1] == ':' && separator(text[2])) {
     root = {text[0], ':', '\\'};
   } else if (text.size() >= 2 && separator(text[0]) && separator(text[1])) {
@@ -75,56 +62,37 @@ wstring referenceFullPath(const wstring& given) {
   } else {
     return wstring();
   }
-  std::vector<wstring> segments;
-  wstring segment;
-  const auto endSegment = [&] {
-    if (segment.empty()) return;
-    const bool dot = segment == widen("."), dotDot = segment == widen("..");
-    if (segments.size() < kept || (!dot && !dotDot)) {
-      segments.push_back(segment);
-    } else if (dotDot && segments.size() > kept) {
+  std::vector<wstring> segments{wstring()};
+  for (std::size_t i = root.size(); i <= text.size(); ++i) {
+    if (i < text.size() && !separator(text[i])) {
+      segments.back() += text[i];
+      continue;
+    }
+    const wstring last = segments.back();
+    segments.pop_back();
+    if (!last.empty() && (segments.size() < kept || (last != widen(".") && last != widen(".."))))
+      segments.push_back(last);
+    else if (last == widen("..") && segments.size() > kept)
       segments.pop_back();
-    }
-    segment.clear();
-  };
-  for (std::size_t i = root.size(); i < text.size(); ++i) {
-    if (separator(text[i])) {
-      endSegment();
-    } else {
-      segment += text[i];
-    }
+    segments.emplace_back();
   }
-  endSegment();
+  segments.pop_back();
   wstring result = root;
-  for (std::size_t i = 0; i < segments.size(); ++i) {
-    if (i > 0) result += '\\';
-    result += segments[i];
-  }
+  for (std::size_t i = 0; i < segments.size(); ++i)
+    result += (i > 0 ? widen("\\") : wstring()) + segments[i];
   if (!segments.empty() && text.size() > root.size() && separator(text.back())) result += '\\';
   return result.size() < 260 ? result : wstring();
 }
 
-struct Parsed {
-  wstring volume, directory, name;
-  const char* failure = nullptr;
-  bool operator==(const Parsed& o) const {
-    if ((failure == nullptr) != (o.failure == nullptr)) return false;
-    if (failure != nullptr) return std::strcmp(failure, o.failure) == 0;
-    return volume == o.volume && directory == o.directory && name == o.name;
-  }
-};
-
-Parsed referenceParse(const wstring& given, const wstring& processName) {
-  Parsed p;
-  const wstring text = given.substr(0, given.find(static_cast<unsigned short>(0)));
-  if (text.empty()) {
-    p.failure = "null or empty string passed as file path";
-    return p;
-  }
-  wstring working;
-  if (text.size() >= 3 && asciiLetter(text[0]) && text[1] == ':' && text[2] == '\\') {
-    working = text;
-  } else {
+// The fields, or the message of the refusal.
+wstring referenceParse(const wstring& given, const wstring& processName) {
+  const wstring text = counted(given);
+  if (text.empty()) return widen("null or empty string passed as file path");
+  const auto letter = [](unsigned short u) {
+    return (u >= 'A' && u <= 'Z') || (u >= 'a' && u <= 'z');
+  };
+  wstring working = text;
+  if (text.size() < 3 || !letter(text[0]) || text[1] != ':' || text[2] != '\\') {
     const std::size_t last = processName.rfind('\\');
     working = (last == wstring::npos ? wstring() : processName.substr(0, last + 1)) + text;
     working = referenceFullPath(working.substr(0, 260));
@@ -136,52 +104,50 @@ Parsed referenceParse(const wstring& given, const wstring& processName) {
     if (i > start) segments.push_back(working.substr(start, i - start));
     start = i + 1;
   }
-  if (segments.empty()) {
-    p.failure = "cannot determine path";
-    return p;
-  }
-  p.volume = segments[0];
-  if (p.volume[0] >= 'a' && p.volume[0] <= 'z') p.volume[0] = static_cast<unsigned short>(p.volume[0] - 32);
-  p.directory = widen("\\");
-  for (std::size_t i = 1; i < segments.size(); ++i) p.directory += segments[i] + widen("\\");
-  p.name = working.substr(start);
-  return p;
+  if (segments.empty()) return widen("cannot determine path");
+  wstring volume = segments[0];
+  if (volume[0] >= 'a' && volume[0] <= 'z') volume[0] = static_cast<unsigned short>(volume[0] - 32);
+  wstring directory = widen("\\");
+  for (std::size_t i = 1; i < segments.size(); ++i) directory += segments[i] + widen("\\");
+  return fields(volume, directory, working.substr(start));
 }
 
-// The outcome of the library's parse; only invalid_argument is caught.
+// The library's parse in the same form; only invalid_argument is caught.
 template <typename Text>
-Parsed parse(const Text& text) {
-  Parsed p;
+wstring parse(const Text& text) {
+  const auto fieldsOf = [](const File::Path& p) {
+    return fields(p.getVolume(), p.getDirectory(), p.getName());
+  };
   try {
     const File::Path path(text);
-    p.volume = path.getVolume();
-    p.directory = path.getDirectory();
-    p.name = path.getName();
     // With a drive for its volume, the composed text is absolute, and
     // parsing it again changes nothing.
-    if (p.volume.size() == 2 && asciiLetter(p.volume[0]) && p.volume[1] == ':') {
-      const File::Path again(static_cast<wstring>(path));
-      check(again.getVolume() == p.volume && again.getDirectory() == p.directory &&
-            again.getName() == p.name);
-    }
+    const wstring& volume = path.getVolume();
+    if (volume.size() == 2 && volume[1] == ':' && volume[0] >= 'A' && volume[0] <= 'Z')
+      check(fieldsOf(File::Path(static_cast<wstring>(path))) == fieldsOf(path));
+    return fieldsOf(path);
   } catch (const std::invalid_argument& failure) {
     const std::string message = failure.what();
-    if (message == "null or empty string passed as file path") {
-      p.failure = "null or empty string passed as file path";
-    } else {
-      check(message == "cannot determine path");
-      p.failure = "cannot determine path";
-    }
+    check(message == "null or empty string passed as file path" ||
+          message == "cannot determine path");
+    return widen(message);
   }
-  return p;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  const wstring& processName = processFileName(data[0]);
-  process().fileName = processName;
+  static const wstring kNames[] = {widen("D:\\svc\\bin\\agent.exe"),
+                                   widen("Z:\\opt\\app\\bin\\agent"),
+                                   widen("\\\\host\\share\\bin\\agent"),
+                                   widen("agent"),
+                                   widen(""),
+                                   widen("c:/mixed/../sep\\agent"),
+                                   widen("Z:\\" + std::string(230, 'd') + "\\agent")};
+  static Process process;
+  static Lumbrel::platform::ScopedPlatform installed(process);
+  process.fileName = kNames[data[0] % (sizeof kNames / sizeof kNames[0])];
   ++data;
   --size;
 
@@ -191,11 +157,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (std::size_t i = 0; i < units.size(); ++i)
     units[i] = static_cast<unsigned short>(data[2 * i] | (data[2 * i + 1] << 8));
 
-  const Parsed fromUnits = parse(units);
-  check(fromUnits == referenceParse(units, processName));
-  const Parsed fromBytes = parse(bytes);
+  check(parse(units) == referenceParse(units, process.fileName));
+  const wstring fromBytes = parse(bytes);
   check(fromBytes == parse(Lumbrel::make_wstring(bytes)));
-  check(fromBytes == referenceParse(Lumbrel::make_wstring(bytes), processName));
+  check(fromBytes == referenceParse(Lumbrel::make_wstring(bytes), process.fileName));
 
   const wstring full = Lumbrel::filepath::fullPath(units);
   check(full == referenceFullPath(units));

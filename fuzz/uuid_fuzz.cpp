@@ -34,20 +34,19 @@ int hexDigit(char c) {
 
 // The bytes the text stands for, or all zero when it is refused.
 Bytes referenceParse(const std::string& text, bool& accepted) {
-  accepted = false;
-  Bytes bytes(16, 0);
-  // The length counts up to the first null.
-  if (std::min(text.find('\0'), text.size()) != 36) return bytes;
   std::string digits;
-  for (std::size_t i = 0; i < 36; ++i) {
-    if (text[i] == '-') continue;
-    if (hexDigit(text[i]) < 0) return bytes;
-    digits += text[i];
+  // The length counts up to the first null.
+  accepted = std::min(text.find('\0'), text.size()) == 36;
+  for (std::size_t i = 0; accepted && i < 36; ++i) {
+    if (text[i] != '-') digits += text[i];
+    accepted = hexDigit(text[i]) >= 0 || text[i] == '-';
   }
-  if (digits.size() < 32) return bytes;
-  for (std::size_t i = 0; i < 16; ++i)
-    bytes[i] = static_cast<unsigned char>(hexDigit(digits[2 * i]) * 16 + hexDigit(digits[2 * i + 1]));
-  accepted = true;
+  accepted = accepted && digits.size() >= 32;
+  Bytes bytes(16, 0);
+  for (std::size_t i = 0; accepted && i < 16; ++i) {
+    const int high = hexDigit(digits[2 * i]), low = hexDigit(digits[2 * i + 1]);
+    bytes[i] = static_cast<unsigned char>(high * 16 + low);
+  }
   return bytes;
 }
 

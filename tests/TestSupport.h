@@ -6,8 +6,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
-#include <sstream>
 #include <string>
 #include <system_error>
 
@@ -51,16 +51,13 @@ inline std::filesystem::path nativePath(const std::string& text) {
 class TempDir {
  public:
   TempDir() {
-    const std::filesystem::path base = std::filesystem::temp_directory_path();
     std::random_device seed;
-    for (;;) {
-      const std::filesystem::path candidate =
-          base / ("lumbrel-test-" + std::to_string(seed() % 100000000u));
-      if (std::filesystem::create_directory(candidate)) {
-        path_ = candidate.u8string();
-        return;
-      }
-    }
+    std::filesystem::path candidate;
+    do {
+      candidate = std::filesystem::temp_directory_path() /
+                  ("lumbrel-test-" + std::to_string(seed() % 100000000u));
+    } while (!std::filesystem::create_directory(candidate));
+    path_ = candidate.u8string();
   }
   ~TempDir() {
     std::error_code ignored;
@@ -94,9 +91,7 @@ inline std::string textBytes(const std::string& text) {
 
 inline std::string readFile(const std::string& native) {
   std::ifstream in(nativePath(native), std::ios::binary);
-  std::ostringstream bytes;
-  if (in.peek() != std::ifstream::traits_type::eof()) bytes << in.rdbuf();
-  return bytes.str();
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 inline void writeFile(const std::string& native, const std::string& bytes) {

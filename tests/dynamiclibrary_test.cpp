@@ -41,7 +41,7 @@ struct Recording : DynamicLibrary {
   std::vector<std::string> log;
 };
 
-TEST(DynamicLibraryTest, ObjectsThatAreNotLoaded) {
+TEST(DynamicLibraryTest, EmptyAndMissingNamesNeverLoadAndBareNamesAreSearched) {
   DynamicLibrary empty;  // never reaches the loader, which would give the program
   DynamicLibrary missing(W("/nonexistent/libnothing.so"));
   for (DynamicLibrary* library : {&empty, &missing}) {

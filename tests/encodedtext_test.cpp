@@ -29,10 +29,10 @@ std::uint64_t hashOf(const EncodedText::Span& span) {
 
 // Every text of up to two bytes from bytes that lead forms, end them early,
 // fold or sort below the newline behind them, after ASCII prefixes that end
-// on either side of eight bytes. Held both as a file's text and as the
-// caller's text of the same units.
+// on either side of eight bytes (0xDF 0xBF is the last unit of two bytes).
+// Held both as a file's text and as the caller's text of the same units.
 TEST(EncodedTextTest, MeansCompareHashAndSortAsTheUnitsOfMakeWstring) {
-  const std::string alphabet("aAZ_\1\0\x80\xBF\xC3\xC0\xE2\xF0\xF8\xFC", 14);
+  const std::string alphabet("aAZ_\1\0\x80\xBF\xC3\xC0\xDF\xE2\xF0\xF8\xFC", 15);
   std::vector<std::string> texts;
   for (const std::string prefix : {"", "Abcdefg", "ABCDEFGH"}) {
     texts.push_back(prefix);

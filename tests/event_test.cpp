@@ -37,7 +37,7 @@ struct Waiters {
   std::vector<std::thread> threads;
 };
 
-TEST(EventTest, StateTable) {
+TEST(EventTest, SignalsDoNotAddUpAndAutoResetOnesAreTakenOnce) {
   Event autoReset;  // the default kind
   Event manual(false);
   for (Event* event : {&autoReset, &manual}) {
@@ -90,7 +90,7 @@ TEST(EventTest, WaiterMayDestroyTheEventOnceReleased) {
   }
 }
 
-TEST(EventTest, AssignmentAndTheObjectWithoutEvent) {
+TEST(EventTest, CopiesShareTheEventAndOneWithoutAnEventNeverBlocks) {
   Event a(false), b;
   Event& alsoA = a;
   a = alsoA;  // assignment to itself keeps the event

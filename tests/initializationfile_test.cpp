@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 
 #include "StoreTestSupport.h"
 
@@ -20,25 +19,6 @@ class InitializationFileTest : public ::testing::Test {
   TempDir dir;
   InitializationFile file{dir.name("f")};
 };
-
-TEST_F(InitializationFileTest, WhatSurvivesAReadAndWrite) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"; a note\n[Net]\nport = 80\n\n[Disk]\npath=a=b\n", "[Disk]\npath=a=b\n[Net]\nport = 80\n"},
-      // Key lines, duplicates included, sorted by section and key, case ignored.
-      {"[b]\nz=1\nk=2\nk=2\n[A]\nY=3\nx=4\n", "[A]\nx=4\nY=3\n[b]\nk=2\nk=2\nz=1\n"},
-      // Sections merge under the spelling of their first entry once sorted.
-      {"[net]\nb=1\n[NET]\na=2\n", "[NET]\na=2\nb=1\n"},
-      // Lost: key lines before any header, sections without them, comments,
-      // blank lines, lines without `=` or with an empty key.
-      {"early=1\n[Empty]\n[S]\n# c\n; c\nstray\n\n=v\nk=v", "[S]\nk=v\n"},
-  };
-  for (const auto& row : rows) {
-    writeFile(dir.native("f"), row.first);
-    file.open(kReadWrite);
-    file.close();
-    EXPECT_EQ(readFile(dir.native("f")), textBytes(row.second)) << row.first;
-  }
-}
 
 TEST_F(InitializationFileTest, LookupsIgnoreCaseAndNewEntriesGoBehind) {
   writeFile(dir.native("f"), "[NET]\nPORT=80\n[Disk]\npath=a\npath=b\n");
@@ -59,54 +39,6 @@ TEST_F(InitializationFileTest, LookupsIgnoreCaseAndNewEntriesGoBehind) {
   file.close();
   EXPECT_EQ(readFile(dir.native("f")), textBytes("[M]\n=\nk=\n[NET]\nPORT=81\n"));
   EXPECT_EQ(file.getValue(W("NET"), W("PORT")), W(""));  // close empties the model
-}
-
-TEST_F(InitializationFileTest, LargeSectionsSortStablyAndFindTheFirstEntry) {
-  const auto line = [](int k, int pass) {
-    return "k" + std::to_string(k) + "=" + std::to_string(pass) + "\n";
-  };
-  // Two passes over two sections, keys descending, each key once per pass:
-  // the second pass spells the sections otherwise and gives the value 1.
-  std::string content, expected;
-  for (int pass = 0; pass < 2; ++pass) {
-    content += pass == 0 ? "[b]\n" : "[B]\n";
-    for (int k = 49; k >= 10; --k) content += line(k, pass);
-    content += pass == 0 ? "[A]\n" : "[a]\n";
-    for (int k = 49; k >= 10; --k) content += line(k, pass);
-  }
-  writeFile(dir.native("f"), content);
-  file.open(kReadWrite);
-  EXPECT_EQ(file.getValue(W("a"), W("K15")), W("0"));
-  file.removeKey(W("A"), W("k15"));
-  EXPECT_EQ(file.getValue(W("a"), W("K15")), W("1"));
-  file.close();
-  for (const char* section : {"[A]\n", "[b]\n"}) {
-    expected += section;
-    for (int k = 10; k < 50; ++k)
-      expected += (k == 15 && section[1] == 'A' ? "" : line(k, 0)) + line(k, 1);
-  }
-  EXPECT_EQ(readFile(dir.native("f")), textBytes(expected));
-}
-
-TEST_F(InitializationFileTest, ModesDecideWhatIsReadAndWritten) {
-  {
-    InitializationFile writer(dir.name("f"));
-    writer.open(File::MODE_WRITE);  // creates the file
-    writer.setValue(W("T"), W("x"), W("1"));
-    writer.synchronize();  // with the write bit alone: writes, and keeps the model
-    EXPECT_EQ(readFile(dir.native("f")), textBytes("[T]\nx=1\n"));
-    writer.setValue(W("T"), W("w"), W("2"));
-  }  // the destructor writes what is pending
-  file.open(File::MODE_READ);
-  file.setValue(W("T"), W("x"), W("read only"));
-  file.close();
-  file.open(File::MODE_READ);
-  file.setValue(W("T"), W("y"), W("reopened"));
-  file.open(File::MODE_READ);  // throws the changes away
-  file.setValue(W("T"), W("z"), W("3"));
-  file.setMode(kReadWrite);  // now close writes
-  file.close();
-  EXPECT_EQ(readFile(dir.native("f")), textBytes("[T]\nw=2\nx=1\nz=3\n"));
 }
 
 }  // namespace

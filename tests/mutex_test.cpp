@@ -27,7 +27,7 @@ bool heldElsewhere(const Mutex& mutex) {
 
 // Each take needs its own unlock; a timed lock against the holder gives up after the
 // seconds it was given.
-TEST(MutexTest, RecursiveHoldByOneThread) {
+TEST(MutexTest, OneThreadHoldsRecursivelyAndOthersTimeOut) {
   Mutex mutex;
   mutex.unlock();  // nobody holds it: nothing happens
   EXPECT_FALSE(mutex.isLocked());

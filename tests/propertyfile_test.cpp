@@ -18,20 +18,13 @@ struct PropertyFileTest : ::testing::Test {
   PropertyFile file{dir.name("f")};
 };
 
-TEST_F(PropertyFileTest, WhatSurvivesAndTheFirstOfEqualKeysIsFound) {
-  // `[` means nothing here; plain key lines come back byte for byte (a CR LF is the line
-  // end where text streams translate it).
-  writeFile(dir.native("f"), "[a=b]\n\xEF\xBB\xBFk=v\r\ngrüße=€\nlast=");
-  file.open(kReadWrite);
-  EXPECT_EQ(file.getValue(W("LAST")), W(""));  // an empty value that ends the file
-  file.close();
-  EXPECT_EQ(readFile(dir.native("f")),
-            textBytes("[a=b]\n\xEF\xBB\xBFk=v") + "\r\n" + textBytes("grüße=€\nlast=\n"));
-  // Key lines keep their order, duplicates included; the other lines are lost.
-  writeFile(dir.native("f"), "; c\n# c\n\nstray\n[Net]\n=v\nzebra=z\napple=p\na=1\nA=2\n");
+// Key lines keep their order, duplicates included; a change goes to the first
+// of equal keys, spelled as it was, and a new key goes behind.
+TEST_F(PropertyFileTest, ChangesGoToTheFirstOfEqualKeysAndNewKeysBehind) {
+  writeFile(dir.native("f"), "; c\nzebra=z\napple=p\na=1\nA=2\n");
   file.open(kReadWrite);
   EXPECT_EQ(file.getValue(W("A")), W("1"));
-  file.setValue(W("A"), W("changed"));  // the first, spelled as it was
+  file.setValue(W("A"), W("changed"));
   file.createKey(W("a"));
   file.createKey(W("new"));
   file.close();

@@ -8,144 +8,66 @@
 
 #include <atomic>
 #include <cstddef>
-#include <map>
-#include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "TestSupport.h"
-#include "lumbrel/DataFile.h"
+#include "StoreTestSupport.h"
 #include "lumbrel/Event.h"
-#include "lumbrel/InitializationFile.h"
 #include "lumbrel/Mutex.h"
-#include "lumbrel/PropertyFile.h"
 
 using namespace Lumbrel;
-using lumbrel_test::TempDir;
-using lumbrel_test::W;
+using namespace lumbrel_test;
 
 namespace {
 
 constexpr std::size_t kThreads = 8;
-using Contents = std::map<std::string, std::string>;  // key → value, ASCII
-using Found = std::optional<std::string>;
 
-std::string narrow(const wstring& text) { return make_string(text); }
-// Values are never empty, so an empty value from a settings store means absent.
-Found present(const wstring& value) { return value.empty() ? Found() : Found(narrow(value)); }
-
-// The three stores behind one face; keys are "t<thread>k<number>".
-struct DataStore {
-  DataFile file;
-  explicit DataStore(const wstring& name) : file(File::Path(name)) {}
-  // operator[] hands out a reference no lock covers: walks and changes through
-  // it hold the store's lock, as a caller sharing the store must.
-  void put(const std::string& key, const std::string& value) {
-    const std::vector<unsigned char> bytes(value.begin(), value.end());
-    FileLock guard(file);
-    for (unsigned long i = 0; i < file.size(); ++i)
-      if (file[i].getKey() == W(key.c_str())) return file[i].setData(bytes);
-    file.insert(DataFile::Record(W(key.c_str()), bytes));
-  }
-  void erase(const std::string& key) { file.remove(DataFile::Record(W(key.c_str()), {})); }
-  Found get(const std::string& key) {
-    const Contents all = contents();
-    return all.count(key) != 0 ? Found(all.at(key)) : Found();
-  }
-  Contents contents() {
-    FileLock guard(file);
-    Contents all;
-    for (unsigned long i = 0; i < file.size(); ++i)
-      all[narrow(file[i].getKey())] =
-          std::string(file[i].getData().begin(), file[i].getData().end());
-    return all;
-  }
-};
-
-// Sections are shared among threads: a key's section is picked by its last digit.
-struct IniStore {
-  InitializationFile file;
-  explicit IniStore(const wstring& name) : file(File::Path(name)) {}
-  static wstring section(const std::string& key) {
-    return W(("S" + key.substr(key.size() - 1)).c_str());
-  }
-  void put(const std::string& key, const std::string& value) {
-    file.setValue(section(key), W(key.c_str()), W(value.c_str()));
-  }
-  void erase(const std::string& key) { file.removeKey(section(key), W(key.c_str())); }
-  Found get(const std::string& key) { return present(file.getValue(section(key), W(key.c_str()))); }
-  Contents contents() {
-    Contents all;
-    const std::vector<wstring> listed = file.enumerateSections();
-    // Between open and close a section may be listed more than once.
-    for (const wstring& section : std::set<wstring>(listed.begin(), listed.end()))
-      for (const wstring& key : file.enumerateKeys(section))
-        all[narrow(key)] = narrow(file.getValue(section, key));
-    return all;
-  }
-};
-
-struct PropertyStore {
-  PropertyFile file;
-  explicit PropertyStore(const wstring& name) : file(File::Path(name)) {}
-  void put(const std::string& key, const std::string& value) {
-    file.setValue(W(key.c_str()), W(value.c_str()));
-  }
-  void erase(const std::string& key) { file.removeKey(W(key.c_str())); }
-  Found get(const std::string& key) { return present(file.getValue(W(key.c_str()))); }
-  Contents contents() {
-    Contents all;
-    for (const wstring& key : file.enumerateKeys()) all[narrow(key)] = narrow(file.getValue(key));
-    return all;
-  }
-};
-
-// One thread's sequence, checked against its own model after every step;
-// gives the first mismatch, or nothing.
-template <class Store>
-std::string runSequence(Store& store, int thread, Contents& mine) {
+// One thread's sequence over the keys "t<thread>k<number>", checked against
+// its own model after every step; gives the first mismatch, or nothing.
+// Values are never empty, so an empty one means the key is not there.
+template <class S>
+std::string runSequence(typename S::Store& store, int thread, Contents& mine) {
   const std::string prefix = "t" + std::to_string(thread) + "k";
   for (int round = 0; round < 12; ++round) {
     for (int k = 0; k < 16; ++k) {
       const std::string key = prefix + std::to_string(k);
       const int action = (k + round + thread) % 4;
       if (action <= 1) {
-        store.put(key, mine[key] = std::to_string(round) + "." + std::to_string(k));
+        S::set(store, key, mine[key] = std::to_string(round) + "." + std::to_string(k));
       } else if (action == 2) {
-        store.erase(key);
+        S::erase(store, key);
         mine.erase(key);
       }
-      if (store.get(key) != (mine.count(key) != 0 ? Found(mine[key]) : Found()))
+      if (S::get(store, key) != (mine.count(key) != 0 ? mine[key] : ""))
         return "key " + key + " in round " + std::to_string(round);
     }
     // Synchronize writes the whole store and reads it back while the others go on.
-    if (round % 3 == thread % 3) store.file.synchronize();
+    if (round % 3 == thread % 3) store.synchronize();
     Contents seen;
-    for (const auto& [key, value] : store.contents())
+    for (const auto& [key, value] : S::contents(store))
       if (key.compare(0, prefix.size(), prefix) == 0) seen[key] = value;
     if (seen != mine) return "the keys of " + prefix + " after round " + std::to_string(round);
   }
   return "";
 }
 
-template <class Store>
+template <class S>
 class StoreStress : public ::testing::Test {};
-using Stores = ::testing::Types<DataStore, IniStore, PropertyStore>;
 TYPED_TEST_SUITE(StoreStress, Stores, );
 
 TYPED_TEST(StoreStress, SharedByThreadsEndsInExactState) {
+  using S = TypeParam;
   TempDir dir;
-  TypeParam store(dir.name("store"));
-  store.file.open(File::MODE_READ | File::MODE_WRITE);
+  typename S::Store store(File::Path(dir.name("store")));
+  store.open(File::MODE_READ | File::MODE_WRITE);
   std::vector<Contents> models(kThreads);
   std::vector<std::string> failures(kThreads);
   std::vector<std::thread> threads;
   for (std::size_t t = 0; t < kThreads; ++t)
     threads.emplace_back(
-        [&, t] { failures[t] = runSequence(store, static_cast<int>(t), models[t]); });
+        [&, t] { failures[t] = runSequence<S>(store, static_cast<int>(t), models[t]); });
   for (std::thread& thread : threads) thread.join();
   Contents expected;
   for (std::size_t t = 0; t < kThreads; ++t) {
@@ -153,11 +75,11 @@ TYPED_TEST(StoreStress, SharedByThreadsEndsInExactState) {
     expected.insert(models[t].begin(), models[t].end());
   }
   ASSERT_FALSE(expected.empty());
-  EXPECT_EQ(store.contents(), expected);
-  store.file.close();
-  TypeParam reread(dir.name("store"));
-  reread.file.open(File::MODE_READ);
-  EXPECT_EQ(reread.contents(), expected);
+  EXPECT_EQ(S::contents(store), expected);
+  store.close();
+  typename S::Store reread(File::Path(dir.name("store")));
+  reread.open(File::MODE_READ);
+  EXPECT_EQ(S::contents(reread), expected);
 }
 
 // Every thread takes the lock through one copy (a quarter of the time by tries

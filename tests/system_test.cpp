@@ -3,21 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
 #include <string>
 
 #include "TestSupport.h"
-#include "lumbrel/File.h"
 #include "platform/Platform.h"
-#include "platform/Testing.h"
 
 using Lumbrel::System;
-using Lumbrel::wstring;
-using lumbrel_test::W;
 
 namespace {
 
-// Scripted socket layer, host name and name service; counts the socket layer's stops.
+// Scripted computer name, socket layer, host name and name service; counts the
+// socket layer's stops.
 struct ScriptedHost : Lumbrel::platform::PlatformWrapper {
   bool startupSucceeds = true;
   std::string name = "agent-7";
@@ -32,6 +28,10 @@ struct ScriptedHost : Lumbrel::platform::PlatformWrapper {
     return startupSucceeds;
   }
   void socketCleanup() override { ++cleanups; }
+  bool computerName(Lumbrel::wstring& units, std::size_t) override {
+    units = Lumbrel::make_wstring(name);
+    return true;
+  }
   bool hostName(char* buffer, std::size_t size) override {
     return name.size() < size && std::memcpy(buffer, name.c_str(), name.size() + 1) != nullptr;
   }
@@ -41,58 +41,38 @@ struct ScriptedHost : Lumbrel::platform::PlatformWrapper {
   }
 };
 
-TEST(HostQueryTest, AnswersFromTheRecordAndStopsOnlyWhatStarted) {
+// Both socket queries at once, as "host name|address".
+std::string hostQueries() {
+  return Lumbrel::make_string(System::getIpHostName()) + "|" +
+         Lumbrel::make_string(System::getIpAddress());
+}
+
+TEST(SystemTest, QueriesAnswerFromTheSystemAndStopOnlyWhatStarted) {
   ScriptedHost host;
   Lumbrel::platform::ScopedPlatform installed(host);
-  EXPECT_EQ(System::getIpHostName(), W("agent-7.example.net"));
-  EXPECT_EQ(System::getIpAddress(), W("10.0.255.7"));  // the first of several
+  EXPECT_EQ(hostQueries(), "agent-7.example.net|10.0.255.7");  // the first of two addresses
   EXPECT_EQ(host.cleanups, 2);
   EXPECT_EQ(host.version, 0x0020);  // low byte 32, not 0x0002 or 0x0202
-  host.startupSucceeds = false;  // then nothing is stopped
-  EXPECT_EQ(System::getIpHostName(), wstring());
-  EXPECT_EQ(System::getIpAddress(), wstring());
+  host.startupSucceeds = false;     // then nothing is stopped
+  EXPECT_EQ(hostQueries(), "|");
   EXPECT_EQ(host.cleanups, 2);
 
   host.startupSucceeds = true;
   host.resolves = false;
-  EXPECT_EQ(System::getIpHostName(), wstring());
-  EXPECT_EQ(System::getIpAddress(), wstring());
+  EXPECT_EQ(hostQueries(), "|");
   EXPECT_EQ(host.cleanups, 4);
-  host.resolves = true;  // the host name gets 15 bytes, its terminator included
-  host.name = std::string(15, 'h');
-  EXPECT_EQ(System::getIpAddress(), wstring());
+  // The host name gets 15 bytes, its terminator included; the computer name 15 units.
+  host.resolves = true;
+  host.name = std::string(16, 'h');
+  EXPECT_EQ(System::getName(), Lumbrel::wstring());
   host.name.pop_back();
-  EXPECT_EQ(System::getIpAddress(), W("10.0.255.7"));
+  EXPECT_EQ(hostQueries(), "|");
+  EXPECT_EQ(System::getName(), lumbrel_test::W(host.name.c_str()));
+  host.name.pop_back();
+  EXPECT_EQ(hostQueries(), "agent-7.example.net|10.0.255.7");
   host.record.hasCanonicalName = false;
   host.record.ipv4Addresses.clear();
-  EXPECT_EQ(System::getIpHostName(), wstring());
-  EXPECT_EQ(System::getIpAddress(), wstring());
-}
-
-TEST(RealSystemTest, NamesOfThisMachineAndProcess) {
-  const std::string expected =
-      "\\" + lumbrel_test::nativePath(Lumbrel::platform::executableFile()).filename().u8string();
-  const std::string processName = Lumbrel::make_string(System::getProcessFileName());
-  ASSERT_GT(processName.size(), expected.size());
-  EXPECT_EQ(processName.substr(processName.size() - expected.size()), expected);
-  EXPECT_LE(System::getName().size(), 15U);
-}
-
-TEST(RealSystemTest, FileOperationsAgreeWithFile) {
-  lumbrel_test::TempDir dir;
-  using Lumbrel::File;
-  // Each step through System on s* must give what File gives on f*.
-  auto s = [&](const char* entry) { return dir.name(std::string("s") + entry); };
-  auto f = [&](const char* entry) { return dir.name(std::string("f") + entry); };
-  EXPECT_EQ(System::copyFile(s("1"), s("2")), File::copy(f("1"), f("2")));
-  EXPECT_EQ(System::createFile(s("1")), File::create(f("1")));
-  EXPECT_EQ(System::existsFile(s("1")), File::exists(f("1")));
-  EXPECT_EQ(System::copyFile(s("1"), s("2")), File::copy(f("1"), f("2")));
-  EXPECT_EQ(System::renameFile(s("1"), s("2")), File::rename(f("1"), f("2")));
-  EXPECT_EQ(System::renameFile(s("1"), s("3")), File::rename(f("1"), f("3")));
-  EXPECT_EQ(System::deleteFile(s("3")), File::remove(f("3")));
-  EXPECT_TRUE(File::exists(s("2")) && !File::exists(s("1")) && !File::exists(s("3")));
-  EXPECT_EQ(System::createFile(s("none\\x")), File::create(f("none\\x")));
+  EXPECT_EQ(hostQueries(), "|");
 }
 
 }  // namespace

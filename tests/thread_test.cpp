@@ -63,7 +63,7 @@ bool ends(Probe& probe, bool leavesRun = true) {
 
 // Before start, join/abort/detach do nothing and a failed start may be retried;
 // after it, join, detach and abort each release the thread, and then all four do nothing.
-TEST(ThreadTest, Transitions) {
+TEST(ThreadTest, EachCallFollowsTheStateTable) {
   enum class Path { join, detach, abort, detachFirst };
   for (Path path : {Path::join, Path::detach, Path::abort, Path::detachFirst}) {
     Probe probe;
@@ -117,7 +117,7 @@ TEST(ThreadTest, AbortEndsBlockedThreads) {
 }
 
 // Own join gives up, own abort ends the thread; an escaping exception gives all ones.
-TEST(ThreadTest, RunsThatEndOddly) {
+TEST(ThreadTest, OwnJoinOwnAbortAndEscapingExceptionsEndTheRun) {
   void* ownJoin = kAllOnes;
   const std::pair<Body, void*> rows[] = {
       {[&](Probe& self) { ownJoin = self.join(); }, nullptr},

@@ -3,19 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <fstream>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "TestSupport.h"
+#include "StoreTestSupport.h"
 #include "platform/Platform.h"
 #include "platform/Process.h"
 #include "platform/Testing.h"
 
 namespace {
 
+using lumbrel_test::encoded;
 using lumbrel_test::readFile;
 using lumbrel_test::textBytes;
 using lumbrel_test::writeFile;
@@ -43,32 +43,18 @@ class ToolTest : public ::testing::Test {
   }
 
   std::string file(const std::string& entry) { return readFile(dir.native(entry)); }
-  bool exists(const std::string& entry) {
-    return std::ifstream(lumbrel_test::nativePath(dir.native(entry))).good();
-  }
+  bool exists(const std::string& entry) { return Lumbrel::File::exists(dir.name(entry)); }
 
   lumbrel_test::TempDir dir;
 };
 
-// One record of a data file: lengths little-endian, key units big-endian.
-std::string record(const std::vector<unsigned short>& key, const std::string& data) {
-  std::string bytes;
-  const auto length = [&bytes](std::size_t value) {
-    for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>((value >> shift) & 0xFF);
-  };
-  length(key.size() * 2);
-  for (const unsigned short u : key) bytes += {static_cast<char>(u >> 8), static_cast<char>(u)};
-  length(data.size());
-  return bytes + data;
-}
-
 TEST_F(ToolTest, DumpAndLoadGiveBackTheFileByteForByte) {
   // Keys: units above 0xFF, a lone surrogate, backslash, tab, two equal but for case;
   // data: NUL, newline, 0xFF, nothing.
-  const std::string original = record({0x4E2D, 0x0101, 'k'}, std::string("a\0b\nc\td\xFF", 8)) +
-                               record({'x', 0xD800, '\\', '\t', 'y'}, "") +
-                               record({'D', 'u', 'p'}, "first") +
-                               record({'d', 'U', 'P'}, std::string("\r\n\\", 3));
+  const std::string original = encoded({0x4E2D, 0x0101, 'k'}, std::string("a\0b\nc\td\xFF", 8)) +
+                               encoded({'x', 0xD800, '\\', '\t', 'y'}, "") +
+                               encoded({'D', 'u', 'p'}, "first") +
+                               encoded({'d', 'U', 'P'}, std::string("\r\n\\", 3));
   writeFile(dir.native("a.dat"), original);
   const std::string dump = run({"data", "dump", "a.dat"});
   run({"data", "load", "b.dat"}, 0, "", dump);
@@ -126,7 +112,7 @@ TEST_F(ToolTest, FlatSettingsAreSetReadListedAndRemoved) {
 }
 
 TEST_F(ToolTest, FaultsAreReportedWithTheirStatusAndTouchNoFile) {
-  const std::string damaged = record({'o', 'k'}, "1") + std::string("\x10\0\0\0ab", 6);
+  const std::string damaged = encoded({'o', 'k'}, "1") + std::string("\x10\0\0\0ab", 6);
   writeFile(dir.native("bad.dat"), damaged);
   run({"data", "list", "bad.dat"}, 3, "lumbrel: failed to read from file\n");
   run({"data", "remove", "bad.dat", "ok"}, 3, "lumbrel: failed to read from file\n");
@@ -167,8 +153,8 @@ TEST_F(ToolTest, FaultsAreReportedWithTheirStatusAndTouchNoFile) {
 TEST_F(ToolTest, KilledWhileSavingLeavesTheOldOrTheNewFileWhole) {
   std::string old;
   for (unsigned short i = 0; i < 1000; ++i)
-    old += record({'k', static_cast<unsigned short>(0x100 + i)}, std::string(10000, 'a'));
-  const std::string changed = old + record({'n', 'e', 'w'}, "x");
+    old += encoded({'k', static_cast<unsigned short>(0x100 + i)}, std::string(10000, 'a'));
+  const std::string changed = old + encoded({'n', 'e', 'w'}, "x");
   const std::string name = dir.native("big.dat");
   writeFile(name, old);
   writeFile(dir.native("x"), "x");

@@ -42,30 +42,18 @@ bool allDistinct(std::vector<Key>& keys) {
   return std::adjacent_find(keys.begin(), keys.end()) == keys.end();
 }
 
-TEST(UuidTest, TextBytesAndGuidAgree) {
+// uuid_fuzz holds the accepted text forms against a reference; here the
+// other sources, and byte vectors of the wrong size.
+TEST(UuidTest, TextBytesAndGuidAgreeAndUnusableInputGivesZero) {
   const Bytes bytes = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
                        0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF};
   EXPECT_EQ(Bytes(Uuid(std::string(kExample))), bytes);
   std::ostringstream out;
   out << Uuid(bytes);
   EXPECT_EQ(out.str(), kExample);
-  // Either case; hyphens wherever they stand; of 36 digits the first 32.
-  for (const char* same : {"00112233-4455-6677-8899-AABBCCDDEEFF",
-                           "0011-22334455-66778899aabb-ccdd-eeff",
-                           "00112233445566778899aabbccddeeff0123"})
-    EXPECT_EQ(text(Uuid(std::string(same))), kExample) << same;
   const _GUID guid = {0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
   EXPECT_EQ(Uuid(guid), Uuid(std::string(kExample)));
-}
-
-TEST(UuidTest, UnusableInputGivesTheAllZeroValue) {
-  const std::string good = kExample;
-  const std::string refused[] = {
-      "", good.substr(0, 35), good + "0", "{" + good + "}", "00112233-4455-6677-8899-aabbccddeeG0",
-      "0x112233-4455-6677-8899-aabbccddeeff",
-      "00112233-4455-6677-8899-aabb-cddeeff",                     // five hyphens, 31 digits
-      std::string("00112233-4455-6677-8899-aabbccddee\0f", 36)};  // measured to the null
-  for (const std::string& input : refused) EXPECT_EQ(text(Uuid(input)), kZero) << input;
+  EXPECT_EQ(text(Uuid(std::string(kExample).substr(1))), kZero);
   for (std::size_t size : {0u, 15u, 17u}) EXPECT_EQ(text(Uuid(Bytes(size, 0xAB))), kZero) << size;
 }
 
