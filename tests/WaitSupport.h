@@ -14,10 +14,8 @@ namespace lumbrel_test {
 
 // True once `condition` holds; false if it does not within ten seconds.
 inline bool eventually(const std::function<bool()>& condition) {
-  for (int i = 0; i < 2000; ++i) {
+  for (int i = 0; i < 2000; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(5)))
     if (condition()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
   return condition();
 }
 

@@ -37,28 +37,23 @@ struct Waiters {
   std::vector<std::thread> threads;
 };
 
+// Signals do not add up; a wait or test takes an auto-reset one, and reset clears either kind.
 TEST(EventTest, SignalsDoNotAddUpAndAutoResetOnesAreTakenOnce) {
-  Event autoReset;  // the default kind
-  Event manual(false);
-  for (Event* event : {&autoReset, &manual}) {
-    EXPECT_EQ(event->wait(0), 1);
-    event->signal();
-    event->signal();  // signals do not add up
-    EXPECT_EQ(event->wait(0), 0);
+  for (bool autoReset : {true, false}) {
+    Event event = autoReset ? Event() : Event(false);  // auto-reset is the default kind
+    EXPECT_EQ(event.wait(0), 1);
+    event.signal();
+    event.signal();
+    EXPECT_TRUE(event.test());
+    EXPECT_EQ(event.test(), !autoReset);
+    event.signal();
+    EXPECT_EQ(event.wait(0), 0);
+    EXPECT_EQ(event.wait(0), autoReset ? 1 : 0);
+    event.signal();
+    event.reset();
+    // Seconds formed as 32-bit milliseconds: 4294968 s wraps to 704 ms.
+    EXPECT_EQ(event.wait(4294968), 1);
   }
-  EXPECT_EQ(autoReset.wait(0), 1);  // the wait took it; the manual one stays signalled
-  EXPECT_TRUE(manual.test());
-  manual.reset();
-  EXPECT_EQ(manual.wait(0), 1);
-  autoReset.signal();
-  EXPECT_TRUE(autoReset.test());  // test takes the signal too
-  EXPECT_FALSE(autoReset.test());
-  autoReset.signal();
-  autoReset.reset();
-  EXPECT_EQ(autoReset.wait(0), 1);
-
-  // Seconds formed as 32-bit milliseconds: 4294968 s wraps to 704 ms.
-  EXPECT_EQ(manual.wait(4294968), 1);
 }
 
 // Auto-reset releases one waiter per signal, manual-reset all blocked ones even if reset

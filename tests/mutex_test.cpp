@@ -25,6 +25,18 @@ bool heldElsewhere(const Mutex& mutex) {
   return onOtherThread([&] { return mutex.isLocked(); });
 }
 
+// A thread of its own takes `mutex` `takes` times, and ends holding it at finish().
+struct Holder {
+  Holder(Mutex& mutex, int takes) : thread([&mutex, takes, this] {
+    for (int i = 0; i < takes; ++i) mutex.lock();
+    held.set_value();
+    end.get_future().wait();
+  }) { held.get_future().wait(); }
+  void finish() { end.set_value(); thread.join(); }
+  std::promise<void> held, end;
+  std::thread thread;
+};
+
 // Each take needs its own unlock; a timed lock against the holder gives up after the
 // seconds it was given.
 TEST(MutexTest, OneThreadHoldsRecursivelyAndOthersTimeOut) {
@@ -77,21 +89,12 @@ TEST(MutexTest, NothingKeepsTheLockPastItsHolder) {
   EXPECT_FALSE(heldElsewhere(mutex));
 
   // A waiter already blocked is woken when the holder ends, twice over.
-  std::promise<void> held;
-  std::promise<void> end;
-  std::thread holder([&] {
-    mutex.lock();
-    mutex.lock();
-    held.set_value();
-    end.get_future().wait();
-  });
-  held.get_future().wait();
+  Holder holder(mutex, 2);
   auto waiter = std::async(std::launch::async, [&] {
     EXPECT_THROW_MSG(mutex.lock(), std::runtime_error, kTimeout);
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  end.set_value();
-  holder.join();
+  holder.finish();
   waiter.get();
   EXPECT_FALSE(heldElsewhere(mutex));
 }
@@ -105,17 +108,9 @@ TEST(MutexTest, LastHandleMayGoWhileHeld) {
     own.lock();
   }).join();
   auto* mutex = new Mutex;
-  std::promise<void> held;
-  std::promise<void> closed;
-  std::thread holder([&] {
-    mutex->lock();
-    held.set_value();
-    closed.get_future().wait();
-  });
-  held.get_future().wait();
+  Holder holder(*mutex, 1);
   delete mutex;
-  closed.set_value();
-  holder.join();
+  holder.finish();
 }
 
 }  // namespace

@@ -24,20 +24,15 @@ namespace {
 constexpr unsigned long kForever = Event::WAIT_FOREVER;
 void* const kAllOnes = reinterpret_cast<void*>(~std::uintptr_t{0});
 
-// Signals an event when its scope is left, also by unwinding.
-struct SignalOnExit {
-  Event& event;
-  ~SignalOnExit() { event.signal(); }
-};
-
-struct Probe;
-using Body = std::function<void(Probe&)>;
-
 // Runs `body` (by default: waits for `go`) and returns its argument.
 struct Probe : Thread {
+  using Body = std::function<void(Probe&)>;
   explicit Probe(Body what = [](Probe& self) { self.go.wait(kForever); }) : body(std::move(what)) {}
   void* run(void* argument) override {
-    SignalOnExit guard{left};
+    struct SignalOnExit {  // also when run is left by unwinding
+      Event& event;
+      ~SignalOnExit() { event.signal(); }
+    } guard{left};
     ++runs;
     body(*this);
     finished = true;
@@ -49,6 +44,7 @@ struct Probe : Thread {
   std::atomic<int> runs{0};
   std::atomic<bool> finished{false};  // the body returned
 };
+using Body = Probe::Body;
 
 // Whether abort unwinds the thread it ends, or ends it where it stands.
 const bool kAbortUnwinds = Lumbrel::platform::cancellationUnwinds();
@@ -62,7 +58,9 @@ bool ends(Probe& probe, bool leavesRun = true) {
 }
 
 // Before start, join/abort/detach do nothing and a failed start may be retried;
-// after it, join, detach and abort each release the thread, and then all four do nothing.
+// after it, join, detach and abort each release the thread, and then all four do
+// nothing. A copy is a second record of the one thread: whichever record gives
+// the handle up, calls through the other find it gone.
 TEST(ThreadTest, EachCallFollowsTheStateTable) {
   enum class Path { join, detach, abort, detachFirst };
   for (Path path : {Path::join, Path::detach, Path::abort, Path::detachFirst}) {
@@ -78,10 +76,13 @@ TEST(ThreadTest, EachCallFollowsTheStateTable) {
     ASSERT_TRUE(probe.start(&first));
     EXPECT_TRUE(probe.start(&second));
     ASSERT_TRUE(lumbrel_test::becomesBlocked(probe.getThreadId()));
+    Thread copy(probe);
+    EXPECT_TRUE(copy.start(&second));  // started already: makes no second thread
+    EXPECT_EQ(copy.getThreadId(), probe.getThreadId());
     if (path == Path::detach) probe.detach();
     if (path == Path::abort) probe.abort();
     if (path == Path::join) probe.go.signal();
-    EXPECT_EQ(probe.join(), path == Path::join ? &first : nullptr);
+    EXPECT_EQ(copy.join(), path == Path::join ? &first : nullptr);
     EXPECT_EQ(probe.join(), nullptr);
     probe.detach();
     probe.abort();
@@ -94,58 +95,36 @@ TEST(ThreadTest, EachCallFollowsTheStateTable) {
   }
 }
 
-// abort ends a blocked thread, which takes neither a signal nor the lock with it.
-TEST(ThreadTest, AbortEndsBlockedThreads) {
+// A run ends when abort reaches it blocked, taking neither a signal nor the lock with it;
+// by its own join, which gives up, or its own abort; or by an exception, giving all ones.
+TEST(ThreadTest, RunsEndByAbortOwnCallsOrEscapingExceptions) {
   Event wakeUp;  // auto-reset
   Lumbrel::Mutex mutex;
   mutex.lock();
-  const Body bodies[] = {[&](Probe&) { wakeUp.wait(kForever); },
-                         [](Probe&) { Thread::sleep(3600 * 1000); },
-                         [&](Probe&) { Lumbrel::MutexLock lock(mutex); }};
-  for (const Body& body : bodies) {
+  void* ownJoin = kAllOnes;
+  enum End { aborted, returns, abortsItself, throws };
+  const std::pair<Body, End> rows[] = {
+      {[&](Probe&) { wakeUp.wait(kForever); }, aborted},
+      {[](Probe&) { Thread::sleep(3600 * 1000); }, aborted},
+      {[&](Probe&) { Lumbrel::MutexLock lock(mutex); }, aborted},
+      {[&](Probe& self) { self.go.wait(kForever); ownJoin = self.join(); }, returns},
+      {[](Probe& self) { self.go.wait(kForever); self.abort(); }, abortsItself},
+      {[](Probe&) { throw std::runtime_error("out of run"); }, throws},
+      {[](Probe&) { throw 42; }, throws}};
+  for (const auto& [body, end] : rows) {
     Probe probe(body);
     ASSERT_TRUE(probe.start());
-    ASSERT_TRUE(lumbrel_test::becomesBlocked(probe.getThreadId()));
-    probe.abort();
-    EXPECT_TRUE(ends(probe, kAbortUnwinds));
-    EXPECT_FALSE(probe.finished.load());
+    ASSERT_TRUE(end != aborted || lumbrel_test::becomesBlocked(probe.getThreadId()));
+    end == aborted ? probe.abort() : probe.go.signal();
+    EXPECT_TRUE(ends(probe, end == returns || end == throws || kAbortUnwinds));
+    EXPECT_EQ(probe.join(), end == throws ? kAllOnes : nullptr);
+    EXPECT_EQ(probe.finished.load(), end == returns);  // only the own join lets the body return
   }
+  EXPECT_EQ(ownJoin, nullptr);
   wakeUp.signal();
   EXPECT_EQ(wakeUp.wait(0), 0);
   mutex.unlock();
   EXPECT_NO_THROW(std::async(std::launch::async, [&] { Lumbrel::MutexLock lock(mutex); }).get());
-}
-
-// Own join gives up, own abort ends the thread; an escaping exception gives all ones.
-TEST(ThreadTest, OwnJoinOwnAbortAndEscapingExceptionsEndTheRun) {
-  void* ownJoin = kAllOnes;
-  const std::pair<Body, void*> rows[] = {
-      {[&](Probe& self) { ownJoin = self.join(); }, nullptr},
-      {[](Probe& self) { self.abort(); }, nullptr},
-      {[](Probe&) { throw std::runtime_error("out of run"); }, kAllOnes},
-      {[](Probe&) { throw 42; }, kAllOnes}};
-  for (const auto& row : rows) {
-    Probe probe([&](Probe& self) { self.go.wait(kForever); row.first(self); });
-    ASSERT_TRUE(probe.start());
-    probe.go.signal();
-    EXPECT_TRUE(ends(probe, &row != &rows[1] || kAbortUnwinds));
-    EXPECT_EQ(probe.join(), row.second);
-    EXPECT_EQ(probe.finished.load(), &row == &rows[0]);  // only the own join returns
-  }
-  EXPECT_EQ(ownJoin, nullptr);
-}
-
-TEST(ThreadTest, CopiesAreSecondRecordsOfOneThread) {
-  Probe original;
-  int argument = 0;
-  ASSERT_TRUE(original.start(&argument));
-  Thread copy(original);  // a record, not a second thread
-  EXPECT_TRUE(copy.start(nullptr));  // started already: runs nothing
-  original.go.signal();
-  EXPECT_EQ(copy.join(), &argument);  // one record joins...
-  EXPECT_EQ(original.runs.load(), 1);
-  EXPECT_TRUE(ends(original));
-  EXPECT_EQ(original.join(), nullptr);  // ...and the handle is gone for the other
 }
 
 TEST(ThreadTest, SleepCountsMilliseconds) {

@@ -5,8 +5,8 @@
 #include <chrono>
 #include <ctime>
 #include <iomanip>
+#include <regex>
 #include <sstream>
-#include <string>
 #include <thread>
 
 #include "time/Elapsed.h"
@@ -17,13 +17,10 @@ namespace {
 
 TEST(TimerTest, PrintsThreeDecimalsAndLeavesTheFlagsSet) {
   std::ostringstream out;
-  out << std::scientific << Timer();
-  const std::string printed = out.str();
-  EXPECT_EQ(printed.find_first_not_of("0123456789."), std::string::npos) << printed;
-  EXPECT_EQ(printed.find('.'), printed.size() - 4) << printed;
-  out.str("");
-  out << 2.0 << ' ' << 1.23456 << ' ' << std::setprecision(0) << 2.0;  // showpoint stays too
-  EXPECT_EQ(out.str(), "2.000 1.235 2.");
+  out << std::scientific << Timer() << ' ' << 2.0 << ' ' << 1.23456;
+  out << ' ' << std::setprecision(0) << 2.0;  // showpoint stays too
+  const std::regex printed(R"(\d+\.\d{3} 2\.000 1\.235 2\.)");
+  EXPECT_TRUE(std::regex_match(out.str(), printed)) << out.str();
 
   // Single precision: about seven significant digits. A clock set back gives a negative time,
   // and width and fill apply as to any number.
@@ -33,7 +30,7 @@ TEST(TimerTest, PrintsThreeDecimalsAndLeavesTheFlagsSet) {
   EXPECT_EQ(chosen.str(), "100000.125 *-1.500");
 }
 
-TEST(TimerTest, ReadingIsTheWallClockAndCopiesHoldIt) {
+TEST(TimerTest, ReadingIsTheWallClockUntilReset) {
   auto reading = [](const Timer& t) { return t.getSeconds() * 1000ULL + t.getMilliseconds(); };
   const long long before = std::time(nullptr);
   Timer timer;
@@ -41,7 +38,7 @@ TEST(TimerTest, ReadingIsTheWallClockAndCopiesHoldIt) {
   EXPECT_LT(timer.getMilliseconds(), 1000u);
   const unsigned long long first = reading(timer);
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  EXPECT_EQ(reading(Timer(timer)), first);  // the reading stays, in copies too, until reset
+  EXPECT_EQ(reading(timer), first);  // the reading stays until reset
   timer.reset();
   EXPECT_GT(reading(timer), first);  // 20 ms were slept
 }
