@@ -3,7 +3,8 @@
 // wherever they stand, and all others hexadecimal digits; the first 32 digits
 // give the bytes. Anything else gives the all-zero value, without an
 // exception. A value prints as its bytes in lower-case 8-4-4-4-12 form, and
-// the printed text and the byte vector both give the same value back.
+// the printed text and the byte vector both give the same value back. The
+// input's bytes as a vector are the value when there are 16, else zero.
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
@@ -61,5 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::ostringstream out;
   out << value;
   check(out.str() == printed);
+  // Sixteen bytes are the value as they are; any other number gives zero.
+  const Bytes raw(data, data + size);
+  check(static_cast<Bytes>(Uuid(raw)) == (size == 16 ? raw : Bytes(16, 0)));
   return 0;
 }

@@ -39,14 +39,11 @@ bool allDistinct(std::vector<Key>& keys) {
   return std::adjacent_find(keys.begin(), keys.end()) == keys.end();
 }
 
-// uuid_fuzz holds the text forms, printing and the 16-byte vectors against a
-// reference; here the other sources, and byte vectors of the wrong size.
-TEST(UuidTest, GuidAgreesWithTextAndWrongSizedBytesGiveZero) {
+// uuid_fuzz holds the text forms, printing and the byte vectors against a
+// reference; the GUID form is this test's.
+TEST(UuidTest, GuidGivesItsFieldsInTextOrder) {
   const _GUID guid = {0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
   EXPECT_EQ(text(Uuid(guid)), "00112233-4455-6677-8899-aabbccddeeff");
-  for (std::size_t size : {0u, 15u, 17u}) {
-    EXPECT_EQ(text(Uuid(Bytes(size, 0xAB))), "00000000-0000-0000-0000-000000000000") << size;
-  }
 }
 
 TEST(UuidTest, AMillionFreshValuesAreDistinctVersionFourValues) {
