@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "TestSupport.h"
 #include "Timeval.h"
@@ -41,11 +42,9 @@ const bool kBeforeEpoch = [] {
 }();
 
 // Every calendar field, whatever the stored parts print.
-std::string fields(const DateTime& v) {
-  std::ostringstream out;
-  out << v.getYear() << ' ' << +v.getMonth() << ' ' << +v.getDay() << ' ' << +v.getHour() << ' '
-      << +v.getMinute() << ' ' << +v.getSecond();
-  return out.str();
+using Fields = std::vector<int>;
+Fields fields(const DateTime& v) {
+  return {v.getYear(), v.getMonth(), v.getDay(), v.getHour(), v.getMinute(), v.getSecond()};
 }
 
 // Both bounds of a setter are accepted; one beyond each is refused with `message`.
@@ -69,7 +68,7 @@ TEST(DateTimeTest, SettersAcceptBothBoundsAndRefuseBeyond) {
   expectBounds(v, &DateTime::setSecond, 0, 59, "second out-of-range.");
   expectBounds(v, &DateTime::setOffset, -720, 840, "offset out-of-range.");
   v.setMillisecond(5000);
-  EXPECT_EQ(fields(v), "3000 12 31 23 59 59");  // the refusals changed nothing
+  EXPECT_EQ(fields(v), (Fields{3000, 12, 31, 23, 59, 59}));  // the refusals changed nothing
   v.clear(2);
   EXPECT_EQ(text(v), "3000-12-31 00:00:00");
   EXPECT_EQ(v.getOffset(), 0);
@@ -98,7 +97,7 @@ TEST(DateTimeTest, ComparisonIsBySecondOfLocalTime) {
   // the epoch, which is a day earlier in New York).
   EXPECT_EQ(text(DateTime(1625140800L, 3)), "2021-07-01 08:00:00");
   EXPECT_EQ(DateTime(1625140800L, 3).getOffset(), -5);
-  EXPECT_EQ(fields(DateTime(1625140800L, 1)), "2021 7 1 0 0 0");
+  EXPECT_EQ(fields(DateTime(1625140800L, 1)), (Fields{2021, 7, 1, 0, 0, 0}));
   for (long t : {0L, 1610712000L, 1615705199L, 1615705200L, 1636261199L, 1636268400L}) {
     EXPECT_EQ(static_cast<long>(DateTime(t, 3)), t == 0 && !kBeforeEpoch ? -1 : t) << t;
   }
@@ -126,7 +125,7 @@ TEST(DateTimeTest, SecondsTimevalAndTmGiveLocalFieldsAndWholeHourOffsets) {
   std::tm t = brokenDown(1970, 1, 1, 5, 29, 59);
   EXPECT_EQ(DateTime(t, 3).getOffset(), kBeforeEpoch ? 5 : 0);
   t = brokenDown(2004, 2, 31, 23, 59, 60);
-  EXPECT_EQ(fields(DateTime(t, 3)), "2004 2 31 23 59 60");
+  EXPECT_EQ(fields(DateTime(t, 3)), (Fields{2004, 2, 31, 23, 59, 60}));
   // The widths of the text form are minimums.
   EXPECT_EQ(text(DateTime(brokenDown(11900, 255, 255, 255, 255, 255), 3)),
             "11900-255-255 255:255:255");
