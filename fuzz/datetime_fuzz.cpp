@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -25,23 +24,16 @@ void check(bool condition) {
 }
 
 // The fields of the text in front of its first null, or the message of the
-// refusal in `failure`. A field is atoi of its fixed positions (blanks of
-// the C locale, a sign, digits), cut to the setter's argument type; a date
-// field read as 0 is left unset.
+// refusal in `failure`. A field is the C library's atoi of its fixed
+// positions, cut to the setter's argument type; a date field read as 0 is
+// left unset.
 Fields referenceParse(const std::string& text, unsigned int parts, std::string& failure) {
-  const std::size_t size = std::min(text.find('\0'), text.size());
+  const std::string counted = text.substr(0, text.find('\0'));
   const auto at = [&](std::size_t position, char c) {
-    return position < size && text[position] == c;
+    return position < counted.size() && counted[position] == c;
   };
   const auto number = [&](std::size_t position, std::size_t count) {
-    std::size_t i = position;
-    const std::size_t end = std::min(position + count, size);
-    while (i < end && std::strchr(" \t\n\v\f\r", text[i]) != nullptr) ++i;
-    const bool negative = i < end && text[i] == '-';
-    if (i < end && (text[i] == '+' || text[i] == '-')) ++i;
-    int value = 0;
-    for (; i < end && text[i] >= '0' && text[i] <= '9'; ++i) value = value * 10 + (text[i] - '0');
-    return negative ? -value : value;
+    return std::atoi(counted.substr(std::min(position, counted.size()), count).c_str());
   };
   Fields f{};
   const auto refuse = [&](const char* message) {

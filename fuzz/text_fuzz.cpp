@@ -1,8 +1,9 @@
-// The 8-bit to wide decoder against a slow reference that follows the
-// decoding table row by row, unit for unit, and the encoder against its three
-// forms; and the round trip: encoding the
-// decoder's result and decoding again gives the same units, since every unit
-// the decoder yields encodes to a form that decodes to itself.
+// The 8-bit to wide decoder against a slow reference that reads each form
+// from the bits of its lead byte, unit for unit, and the encoder against its
+// three forms; and the round trip: encoding the decoder's result and decoding
+// again gives the same units, since every unit the decoder yields encodes to
+// a form that decodes to itself.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -13,72 +14,48 @@ namespace {
 
 using Lumbrel::wstring;
 
-// The last three bytes of a form of three or more bytes make the unit.
-unsigned short tail(const unsigned char* b, std::size_t first) {
-  return static_cast<unsigned short>(((b[first] & 0x0Fu) << 12) | ((b[first + 1] & 0x3Fu) << 6) |
-                                     (b[first + 2] & 0x3Fu));
+// The unit of the last three bytes of a form of three or more.
+unsigned tail(const unsigned char* t) {
+  return ((t[0] & 0x0Fu) << 12) | ((t[1] & 0x3Fu) << 6) | (t[2] & 0x3Fu);
 }
 
-// Decodes the bytes in front of the first null byte. Each lead byte is tried
-// against the rows in order: the first whose count of bytes behind and whose
-// test on the lead byte both hold decides the unit and how many bytes go.
+// Decodes the bytes in front of the first null byte. The lead byte sets the
+// length of its form: 0xxxxxxx one byte, 110xxxxx two, 1110xxxx three,
+// 11110xxx four, 111110xx five, any other six. A form longer than the bytes
+// left gives "?" for its lead byte alone.
 wstring referenceDecode(const unsigned char* text, std::size_t size) {
-  std::size_t n = 0;
-  while (n < size && text[n] != 0) ++n;
+  const std::size_t n = static_cast<std::size_t>(std::find(text, text + size, 0) - text);
   wstring units;
-  std::size_t i = 0;
-  while (i < n) {
+  for (std::size_t i = 0, length = 1; i < n; i += length) {
     const unsigned char* b = text + i;
-    const std::size_t behind = n - i - 1;
-    unsigned short unit;
-    std::size_t consumed;
-    if (b[0] < 0x80) {
-      unit = b[0];
-      consumed = 1;
-    } else if (behind >= 1 && (b[0] & 0xE0) == 0xC0) {
-      unit = static_cast<unsigned short>(((b[0] & 0x1Fu) << 6) | (b[1] & 0x3Fu));
-      consumed = 2;
-    } else if (behind >= 2 && (b[0] & 0xF0) == 0xE0) {
-      unit = tail(b, 0);
-      consumed = 3;
-    } else if (behind >= 3 && (b[0] & 0xF8) == 0xF0) {
-      unit = tail(b, 1);
-      consumed = 4;
-    } else if (behind >= 4 && (b[0] & 0xFC) == 0xF8) {
-      unit = tail(b, 2);
-      consumed = 5;
-    } else if (behind >= 5) {
-      unit = tail(b, 3);
-      consumed = 6;
-    } else {
-      unit = '?';
-      consumed = 1;
+    length = b[0] < 0x80 ? 1 : b[0] < 0xC0 ? 6 : b[0] < 0xE0 ? 2 : b[0] < 0xF0 ? 3
+             : b[0] < 0xF8 ? 4 : b[0] < 0xFC ? 5 : 6;
+    if (length > n - i) {
+      units.push_back('?');
+      length = 1;
+      continue;
     }
-    units.push_back(unit);
-    i += consumed;
+    const unsigned unit = length == 1   ? b[0]
+                          : length == 2 ? ((b[0] & 0x1Fu) << 6) | (b[1] & 0x3Fu)
+                                        : tail(b + length - 3);
+    units.push_back(static_cast<unsigned short>(unit));
   }
   // An overlong null ends the text.
-  const std::size_t null = units.find(static_cast<unsigned short>(0));
-  if (null != wstring::npos) units.resize(null);
-  return units;
+  return units.substr(0, units.find(static_cast<unsigned short>(0)));
 }
 
 // Encodes the units in front of the first null unit: one, two or three bytes
 // each, surrogates like every other unit.
 Lumbrel::string referenceEncode(const wstring& text) {
   Lumbrel::string bytes;
-  for (const unsigned short u : text) {
-    if (u == 0) break;
-    if (u < 0x80) {
-      bytes += static_cast<char>(u);
-    } else if (u < 0x800) {
-      bytes += static_cast<char>(0xC0 | (u >> 6));
-      bytes += static_cast<char>(0x80 | (u & 0x3F));
-    } else {
-      bytes += static_cast<char>(0xE0 | (u >> 12));
-      bytes += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-      bytes += static_cast<char>(0x80 | (u & 0x3F));
-    }
+  for (const unsigned u : text.substr(0, text.find(static_cast<unsigned short>(0)))) {
+    const auto byte = [](unsigned value) { return static_cast<char>(value); };
+    if (u < 0x80)
+      bytes += byte(u);
+    else if (u < 0x800)
+      bytes += {byte(0xC0 | (u >> 6)), byte(0x80 | (u & 0x3F))};
+    else
+      bytes += {byte(0xE0 | (u >> 12)), byte(0x80 | ((u >> 6) & 0x3F)), byte(0x80 | (u & 0x3F))};
   }
   return bytes;
 }

@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -21,8 +20,6 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 using Key = std::array<std::uint64_t, 2>;  // the 16 bytes as two words: quick to sort
-constexpr const char* kExample = "00112233-4455-6677-8899-aabbccddeeff";
-constexpr const char* kZero = "00000000-0000-0000-0000-000000000000";
 
 std::string text(const Uuid& value) { return value; }
 
@@ -42,19 +39,11 @@ bool allDistinct(std::vector<Key>& keys) {
   return std::adjacent_find(keys.begin(), keys.end()) == keys.end();
 }
 
-// uuid_fuzz holds the accepted text forms against a reference; here the
-// other sources, and byte vectors of the wrong size.
-TEST(UuidTest, TextBytesAndGuidAgreeAndUnusableInputGivesZero) {
-  const Bytes bytes = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
-                       0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF};
-  EXPECT_EQ(Bytes(Uuid(std::string(kExample))), bytes);
-  std::ostringstream out;
-  out << Uuid(bytes);
-  EXPECT_EQ(out.str(), kExample);
+// uuid_fuzz holds the text forms, printing and the byte vectors against a
+// reference; the GUID form is this test's.
+TEST(UuidTest, GuidGivesItsFieldsInTextOrder) {
   const _GUID guid = {0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
-  EXPECT_EQ(Uuid(guid), Uuid(std::string(kExample)));
-  EXPECT_EQ(text(Uuid(std::string(kExample).substr(1))), kZero);
-  for (std::size_t size : {0u, 15u, 17u}) EXPECT_EQ(text(Uuid(Bytes(size, 0xAB))), kZero) << size;
+  EXPECT_EQ(text(Uuid(guid)), "00112233-4455-6677-8899-aabbccddeeff");
 }
 
 TEST(UuidTest, AMillionFreshValuesAreDistinctVersionFourValues) {
@@ -74,23 +63,20 @@ TEST(UuidTest, ForkedChildNeverRepeatsItsParent) {
   std::vector<Key> all(2 * kCount);
   const Uuid primed;  // the parent's supply now holds unused bytes
   lumbrel_test::TempDir dir;
-  struct Child {
-    Key* keys;
-    std::string file;
-  } child{all.data(), dir.native("child")};
+  std::string file = dir.native("child");
   const int status = Lumbrel::platform::runInCopy(
       [](void* context) {
-        auto& self = *static_cast<Child*>(context);
-        drawFresh(self.keys, kCount);
-        lumbrel_test::writeFile(self.file, std::string(reinterpret_cast<const char*>(self.keys),
-                                                       kCount * sizeof(Key)));
+        Key keys[kCount];
+        drawFresh(keys, kCount);
+        lumbrel_test::writeFile(*static_cast<std::string*>(context),
+                                std::string(reinterpret_cast<const char*>(keys), sizeof keys));
         return 0;
       },
-      &child);
+      &file);
   if (status == Lumbrel::platform::kNoCopies)
     GTEST_SKIP() << "no fork here: a new process never starts with a copy of this one's memory";
   ASSERT_EQ(status, 0);
-  const std::string written = lumbrel_test::readFile(child.file);
+  const std::string written = lumbrel_test::readFile(file);
   ASSERT_EQ(written.size(), kCount * sizeof(Key));
   std::memcpy(all.data(), written.data(), written.size());
   drawFresh(&all[kCount], kCount);
