@@ -65,13 +65,12 @@ struct DataStore {
     }
     return all;
   }
-  static std::string before() {
-    return encoded("a", "1") + encoded(" k ", "old") + encoded("b", "2");
+  static std::string with(const char* k, const char* value) {
+    return encoded("a", "1") + encoded(k, value) + encoded("b", "2");
   }
-  static std::string rewritten() {
-    return encoded("a", "1") + encoded("k", "old") + encoded("b", "2");
-  }
-  static std::string after() { return encoded("a", "1") + encoded("k", "new") + encoded("b", "2"); }
+  static std::string before() { return with(" k ", "old"); }
+  static std::string rewritten() { return with("k", "old"); }
+  static std::string after() { return with("k", "new"); }
 };
 
 struct IniStore {
