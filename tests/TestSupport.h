@@ -15,9 +15,11 @@
 #include "platform/Platform.h"
 
 // Expects `statement` to throw `type` whose what() is exactly `message`.
-#define EXPECT_THROW_MSG(statement, type, message)                                             \
-  EXPECT_THROW({ try { statement; } catch (const type& caught) {                                \
-    EXPECT_STREQ(caught.what(), (message)); throw; } }, type)
+#define EXPECT_THROW_MSG(statement, type, message)                              \
+  do {                                                                          \
+    EXPECT_THROW({ try { statement; } catch (const type& caught) {               \
+      EXPECT_STREQ(caught.what(), (message)); throw; } }, type);                 \
+  } while (false)
 
 namespace lumbrel_test {
 
