@@ -2,7 +2,6 @@
 #ifndef LUMBREL_TESTS_STORE_TEST_SUPPORT_H
 #define LUMBREL_TESTS_STORE_TEST_SUPPORT_H
 
-#include <initializer_list>
 #include <map>
 #include <set>
 #include <string>
@@ -17,12 +16,6 @@
 namespace lumbrel_test {
 
 using Contents = std::map<std::string, std::string>;  // key → value
-
-inline std::vector<Lumbrel::wstring> Ws(std::initializer_list<const char*> texts) {
-  std::vector<Lumbrel::wstring> result;
-  for (const char* text : texts) result.push_back(W(text));
-  return result;
-}
 
 // One record as a data file holds it.
 inline std::string encoded(const Lumbrel::wstring& key, const std::string& data) {

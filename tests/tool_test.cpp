@@ -38,8 +38,9 @@ class ToolTest : public ::testing::Test {
     command.insert(command.end(), arguments.begin(), arguments.end());
     const Lumbrel::platform::ProcessSetup setup{dir.path(), dir.native(".stdin"),
                                                 dir.native(".stdout"), dir.native(".stderr")};
-    EXPECT_EQ(waitProcess(startProcess(command, setup)), status) << testing::PrintToString(arguments);
-    EXPECT_EQ(file(".stderr"), err) << testing::PrintToString(arguments);
+    const std::string shown = testing::PrintToString(arguments);
+    EXPECT_EQ(waitProcess(startProcess(command, setup)), status) << shown;
+    EXPECT_EQ(file(".stderr"), err) << shown;
     return file(".stdout");
   }
 
