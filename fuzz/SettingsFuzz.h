@@ -97,8 +97,7 @@ int checkStore(const std::uint8_t* data, std::size_t size) {
     for (std::size_t i = 0; i < model.size() && i < 32; ++i) {  // the first few suffice
       std::size_t first = 0;
       while (!sameSection(model[first], model[i]) ||
-             Lumbrel::compare(std::get<1>(model[first]), std::get<1>(model[i])) != 0)
-        ++first;
+             Lumbrel::compare(std::get<1>(model[first]), std::get<1>(model[i])) != 0) ++first;
       check(Face::get(store, model[i]) == std::get<2>(model[first]));
     }
   }
