@@ -39,7 +39,8 @@ Expected referenceRead(const std::uint8_t* data, std::size_t size) {
   std::size_t at = 0;
   const auto length = [&](std::size_t& value) {
     if (size - at < 4) return false;
-    value = data[at] | data[at + 1] << 8 | data[at + 2] << 16 | std::size_t{data[at + 3]} << 24;
+    value = 0;
+    for (std::size_t i = 4; i-- > 0;) value = value << 8 | data[at + i];
     at += 4;
     return true;
   };
