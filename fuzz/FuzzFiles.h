@@ -14,47 +14,43 @@
 #include <system_error>
 
 #include "lumbrel/File.h"
-#include "lumbrel/Text.h"
 
 namespace lumbrel_fuzz {
 
-class ScratchFile {
- public:
+inline void check(bool condition) {
+  if (!condition) std::abort();
+}
+
+struct ScratchFile {
   // `entry` is the file's name inside the scratch folder.
   explicit ScratchFile(const char* entry) {
     std::random_device seed;
-    do {
-      folder_ = std::filesystem::temp_directory_path() /
-                ("lumbrel-fuzz-" + std::to_string(seed() % 100000000u));
-    } while (!std::filesystem::create_directory(folder_));
-    native_ = folder_ / entry;
+    do folder = std::filesystem::temp_directory_path() / ("lumbrel-fuzz-" + std::to_string(seed()));
+    while (!std::filesystem::create_directory(folder));
+    native = folder / entry;
     // The library's form of the name: a POSIX path from the root gets the
     // volume `Z:`; separators are backslashes.
-    std::string name = native_.u8string();
+    std::string name = native.u8string();
     if (name[0] == '/') name = "Z:" + name;
     for (char& c : name) c = c == '/' ? '\\' : c;
-    path_ = Lumbrel::File::Path(name);
+    path = Lumbrel::File::Path(name);
   }
   ~ScratchFile() {
     std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+    std::filesystem::remove_all(folder, ignored);
   }
-
-  const Lumbrel::File::Path& path() const { return path_; }
   void write(const void* bytes, std::size_t size) const {
-    std::ofstream out(native_, std::ios::binary | std::ios::trunc);
-    if (!out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size)).flush())
-      std::abort();
+    std::ofstream out(native, std::ios::binary | std::ios::trunc);
+    check(bool(out.write(static_cast<const char*>(bytes), std::streamsize(size)).flush()));
   }
   std::string read() const {
-    std::ifstream in(native_, std::ios::binary);
-    if (!in) std::abort();
+    std::ifstream in(native, std::ios::binary);
+    check(bool(in));
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
 
- private:
-  std::filesystem::path folder_, native_;
-  Lumbrel::File::Path path_;
+  std::filesystem::path folder, native;
+  Lumbrel::File::Path path;
 };
 
 // One scratch file per program, removed at exit.

@@ -21,16 +21,13 @@ int main(int argc, char** argv) {
   std::vector<fs::path> files;
   for (int i = 1; i < argc; ++i) {
     std::error_code error;
-    if (!fs::is_directory(argv[i], error)) {
-      files.emplace_back(argv[i]);
-      continue;
-    }
-    std::vector<fs::path> folder;
-    for (const fs::directory_entry& entry : fs::directory_iterator(argv[i]))
+    std::vector<fs::path> found;
+    if (!fs::is_directory(argv[i], error)) found.emplace_back(argv[i]);
+    for (const fs::directory_entry& entry : fs::directory_iterator(argv[i], error))
       if (entry.is_regular_file() && entry.path().filename().string()[0] != '.')
-        folder.push_back(entry.path());
-    std::sort(folder.begin(), folder.end());
-    files.insert(files.end(), folder.begin(), folder.end());
+        found.push_back(entry.path());
+    std::sort(found.begin(), found.end());
+    files.insert(files.end(), found.begin(), found.end());
   }
   for (const fs::path& file : files) {
     std::ifstream in(file, std::ios::binary);
@@ -38,15 +35,11 @@ int main(int argc, char** argv) {
       std::cerr << "replay: cannot read " << file.string() << '\n';
       return 1;
     }
-    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
-                                  std::istreambuf_iterator<char>());
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     std::cout << "replay: " << file.string() << std::endl;
-    // The data pointer of an empty input is not dereferenced; libFuzzer too
-    // hands over a valid pointer then.
-    static const std::uint8_t nothing = 0;
-    LLVMFuzzerTestOneInput(
-        bytes.empty() ? &nothing : reinterpret_cast<const std::uint8_t*>(bytes.data()),
-        bytes.size());
+    // A std::string's data() is a valid pointer also when it is empty, as
+    // libFuzzer's is.
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   }
   std::cout << "replay: " << files.size() << " inputs, no fault\n";
   return 0;

@@ -5,7 +5,6 @@
 // file that failed to load is left as it was.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -19,14 +18,11 @@ namespace {
 using Lumbrel::DataFile;
 using Lumbrel::File;
 using Lumbrel::wstring;
+using lumbrel_fuzz::check;
 using Bytes = std::vector<unsigned char>;
 
 constexpr const char* kDamaged = "failed to read from file";
 constexpr const char* kNoKey = "zero length key (invalid_argument)";
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 struct Expected {
   std::vector<std::pair<wstring, Bytes>> records;
@@ -44,30 +40,25 @@ Expected referenceRead(const std::uint8_t* data, std::size_t size) {
   const auto length = [&](std::size_t& value) {
     if (size - at < 4) return false;
     value = 0;
-    for (int i = 3; i >= 0; --i) value = value << 8 | data[at + static_cast<std::size_t>(i)];
+    for (std::size_t i = 4; i-- > 0;) value = value << 8 | data[at + i];
     at += 4;
     return true;
   };
-  const auto damaged = [&result](const char* message) {
-    result.failure = message;
-    return result;
-  };
-  const auto blank = [](unsigned short unit) {
-    return unit == ' ' || unit == '\t' || unit == '\n';
-  };
+  const auto blank = [](unsigned short u) { return u == ' ' || u == '\t' || u == '\n'; };
   while (at < size) {
     std::size_t keyBytes = 0, dataBytes = 0;
-    if (!length(keyBytes) || keyBytes % 2 != 0 || size - at < keyBytes) return damaged(kDamaged);
+    if (!length(keyBytes) || keyBytes % 2 != 0 || size - at < keyBytes)
+      return {result.records, kDamaged};
     wstring key;
     for (std::size_t i = 0; i < keyBytes; i += 2)
       key += static_cast<unsigned short>(data[at + i] << 8 | data[at + i + 1]);
     at += keyBytes;
-    if (!length(dataBytes) || size - at < dataBytes) return damaged(kDamaged);
+    if (!length(dataBytes) || size - at < dataBytes) return {result.records, kDamaged};
     std::size_t first = 0, last = key.size();
     while (first < last && blank(key[first])) ++first;
     while (last > first && blank(key[last - 1])) --last;
     if (first == last) first = 0, last = key.size();
-    if (first == last || key[first] == 0) return damaged(kNoKey);
+    if (first == last || key[first] == 0) return {result.records, kNoKey};
     result.records.emplace_back(key.substr(first, last - first),
                                 Bytes(data + at, data + at + dataBytes));
     at += dataBytes;
@@ -112,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto& scratch = lumbrel_fuzz::scratch("fuzz.dat");
   scratch.write(data, size);
   {
-    DataFile file(scratch.path());
+    DataFile file(scratch.path);
     check(opened(file, File::MODE_READ) == expected.failure);
     // The records in front of the damage are there, in file order.
     check(file.size() == expected.records.size());
@@ -122,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
   }
   {
-    DataFile file(scratch.path());
+    DataFile file(scratch.path);
     opened(file, File::MODE_READ | File::MODE_WRITE);
     file.close();
   }

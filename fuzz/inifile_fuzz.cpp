@@ -2,7 +2,6 @@
 // from a real file, must hold exactly the entries the reference reader reads,
 // sorted by section and key (equal ones in file order), and its close must
 // write them back as the reference writer does.
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <tuple>
@@ -11,54 +10,39 @@
 #include "SettingsFuzz.h"
 #include "lumbrel/InitializationFile.h"
 
-using Lumbrel::compare;
-using Lumbrel::InitializationFile;
-using Lumbrel::wstring;
-using lumbrel_fuzz::check;
-using lumbrel_fuzz::Entry;
-
 namespace {
 
-bool sameKey(const Entry& a, const Entry& b) {
-  return lumbrel_fuzz::sameSection(a, b) && compare(std::get<1>(a), std::get<1>(b)) == 0;
-}
+using lumbrel_fuzz::Entry;
+using Lumbrel::wstring;
 
-void inspect(InitializationFile& file, const std::vector<Entry>& model) {
-  std::vector<wstring> sections;
-  for (std::size_t i = 0; i < model.size(); ++i) {
-    if (i == 0 || !lumbrel_fuzz::sameSection(model[i], model[i - 1]))
-      sections.push_back(std::get<0>(model[i]));
+struct Face {
+  using Store = Lumbrel::InitializationFile;
+  static constexpr const char* kName = "fuzz.ini";
+  static constexpr lumbrel_fuzz::Layout kLayout = lumbrel_fuzz::Layout::Sectioned;
+  static wstring get(Store& file, const Entry& entry) {
+    return file.getValue(std::get<0>(entry), std::get<1>(entry));
   }
-  check(file.enumerateSections() == sections);
-  for (const wstring& section : sections) {
-    std::vector<wstring> keys;
-    for (const auto& [entrySection, key, value] : model)
-      if (compare(entrySection, section) == 0) keys.push_back(key);
-    check(file.enumerateKeys(section) == keys);
+  static void set(Store& file, const Entry& entry, const wstring& value) {
+    file.setValue(std::get<0>(entry), std::get<1>(entry), value);
   }
-  // A lookup finds the first of equal entries; the first few suffice.
-  for (std::size_t i = 0; i < model.size() && i < 32; ++i) {
-    const Entry& first = *std::find_if(
-        model.begin(), model.end(), [&](const Entry& other) { return sameKey(other, model[i]); });
-    check(file.getValue(std::get<0>(model[i]), std::get<1>(model[i])) == std::get<2>(first));
+  // Each section once, spelled as its first entry, with its keys in order.
+  static void checkLists(Store& file, const std::vector<Entry>& model) {
+    std::vector<wstring> sections;
+    for (std::size_t i = 0; i < model.size(); ++i)
+      if (i == 0 || !lumbrel_fuzz::sameSection(model[i], model[i - 1]))
+        sections.push_back(std::get<0>(model[i]));
+    lumbrel_fuzz::check(file.enumerateSections() == sections);
+    for (const wstring& section : sections) {
+      std::vector<wstring> keys;
+      for (const auto& [entrySection, key, value] : model)
+        if (Lumbrel::compare(entrySection, section) == 0) keys.push_back(key);
+      lumbrel_fuzz::check(file.enumerateKeys(section) == keys);
+    }
   }
-}
+};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using lumbrel_fuzz::Layout;
-  std::vector<Entry> model = lumbrel_fuzz::referenceRead(
-      std::string(reinterpret_cast<const char*>(data), size), Layout::Sectioned);
-  std::stable_sort(model.begin(), model.end(), [](const Entry& a, const Entry& b) {
-    const long bySection = compare(std::get<0>(a), std::get<0>(b));
-    return bySection != 0 ? bySection < 0 : compare(std::get<1>(a), std::get<1>(b)) < 0;
-  });
-  lumbrel_fuzz::checkStore<InitializationFile>(
-      "fuzz.ini", data, size, model, Layout::Sectioned, inspect,
-      [](InitializationFile& file, const Entry& entry) {
-        const auto& [section, key, value] = entry;
-        file.setValue(section, key, file.getValue(section, key));
-      });
-  return 0;
+  return lumbrel_fuzz::checkStore<Face>(data, size);
 }

@@ -2,7 +2,6 @@
 #ifndef LUMBREL_TESTS_STORE_TEST_SUPPORT_H
 #define LUMBREL_TESTS_STORE_TEST_SUPPORT_H
 
-#include <initializer_list>
 #include <map>
 #include <set>
 #include <string>
@@ -17,12 +16,6 @@
 namespace lumbrel_test {
 
 using Contents = std::map<std::string, std::string>;  // key → value
-
-inline std::vector<Lumbrel::wstring> Ws(std::initializer_list<const char*> texts) {
-  std::vector<Lumbrel::wstring> result;
-  for (const char* text : texts) result.push_back(W(text));
-  return result;
-}
 
 // One record as a data file holds it.
 inline std::string encoded(const Lumbrel::wstring& key, const std::string& data) {
@@ -65,13 +58,12 @@ struct DataStore {
     }
     return all;
   }
-  static std::string before() {
-    return encoded("a", "1") + encoded(" k ", "old") + encoded("b", "2");
+  static std::string with(const char* k, const char* value) {
+    return encoded("a", "1") + encoded(k, value) + encoded("b", "2");
   }
-  static std::string rewritten() {
-    return encoded("a", "1") + encoded("k", "old") + encoded("b", "2");
-  }
-  static std::string after() { return encoded("a", "1") + encoded("k", "new") + encoded("b", "2"); }
+  static std::string before() { return with(" k ", "old"); }
+  static std::string rewritten() { return with("k", "old"); }
+  static std::string after() { return with("k", "new"); }
 };
 
 struct IniStore {

@@ -15,16 +15,10 @@
 #include "platform/Platform.h"
 
 // Expects `statement` to throw `type` whose what() is exactly `message`.
-#define EXPECT_THROW_MSG(statement, type, message)                                   \
-  do {                                                                               \
-    try {                                                                            \
-      statement;                                                                     \
-      ADD_FAILURE() << "Expected " #type " \"" << (message) << "\"; nothing thrown"; \
-    } catch (const type& caught) {                                                   \
-      EXPECT_STREQ(caught.what(), (message));                                        \
-    } catch (...) {                                                                  \
-      ADD_FAILURE() << "Expected " #type "; another exception was thrown";          \
-    }                                                                                \
+#define EXPECT_THROW_MSG(statement, type, message)                              \
+  do {                                                                          \
+    EXPECT_THROW({ try { statement; } catch (const type& caught) {               \
+      EXPECT_STREQ(caught.what(), (message)); throw; } }, type);                 \
   } while (false)
 
 namespace lumbrel_test {
@@ -36,9 +30,7 @@ inline Lumbrel::wstring W(const char* text) { return Lumbrel::make_wstring(text)
 // `Z:\x\y`, as the library shows such paths; a Windows path is its own name.
 inline std::string libraryName(const std::string& native) {
   std::string name = !native.empty() && native[0] == '/' ? "Z:" + native : native;
-  for (char& c : name) {
-    if (c == '/') c = '\\';
-  }
+  for (char& c : name) c = c == '/' ? '\\' : c;
   return name;
 }
 
@@ -52,12 +44,10 @@ class TempDir {
  public:
   TempDir() {
     std::random_device seed;
-    std::filesystem::path candidate;
-    do {
-      candidate = std::filesystem::temp_directory_path() /
-                  ("lumbrel-test-" + std::to_string(seed() % 100000000u));
-    } while (!std::filesystem::create_directory(candidate));
-    path_ = candidate.u8string();
+    std::filesystem::path made;
+    do made = std::filesystem::temp_directory_path() / ("lumbrel-test-" + std::to_string(seed()));
+    while (!std::filesystem::create_directory(made));
+    path_ = made.u8string();
   }
   ~TempDir() {
     std::error_code ignored;
@@ -66,11 +56,10 @@ class TempDir {
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
 
-  // Native path of an entry in the directory.
+  // Native path of an entry in the directory, and its library name (`Z:\tmp\...` for `/tmp/...`).
   std::string native(const std::string& entry) const {
     return (nativePath(path_) / nativePath(entry)).u8string();
   }
-  // The library's file name of an entry (`Z:\tmp\...` for `/tmp/...`).
   Lumbrel::wstring name(const std::string& entry) const {
     return Lumbrel::make_wstring(libraryName(native(entry)));
   }
@@ -95,8 +84,7 @@ inline std::string readFile(const std::string& native) {
 }
 
 inline void writeFile(const std::string& native, const std::string& bytes) {
-  std::ofstream out(nativePath(native), std::ios::binary | std::ios::trunc);
-  out << bytes;
+  std::ofstream(nativePath(native), std::ios::binary | std::ios::trunc) << bytes;
 }
 
 }  // namespace lumbrel_test

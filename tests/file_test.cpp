@@ -21,8 +21,7 @@ namespace {
 
 constexpr const char* kOpenFailed = "failed to open file.";
 
-class FileTest : public ::testing::Test {
- protected:
+struct FileTest : ::testing::Test {
   TempDir dir;
 };
 
@@ -38,16 +37,13 @@ TEST_F(FileTest, OpenFollowsTheModeWordOnPresentAndMissingFiles) {
       {write, true, true, ""},     {write | File::MODE_BINARY, false, true, ""},
       {read | write, false, true, ""},
       {read | write | 0x100, true, true, "keep"}};  // unassigned bits stay in the word
-  int index = 0;
   for (const auto& row : rows) {
-    const std::string entry = std::to_string(index++);
+    const std::string entry = std::to_string(&row - rows);
     SCOPED_TRACE("row " + entry);
     if (row.present) writeFile(dir.native(entry), "keep");
     File file(dir.name(entry));
-    if (row.opens)
-      file.open(row.mode);
-    else
-      EXPECT_THROW_MSG(file.open(row.mode), std::runtime_error, kOpenFailed);
+    if (row.opens) file.open(row.mode);
+    if (!row.opens) EXPECT_THROW_MSG(file.open(row.mode), std::runtime_error, kOpenFailed);
     EXPECT_EQ(file.getMode(), row.opens ? row.mode : 0UL);
     file.close();
     EXPECT_EQ(file.getMode(), 0UL);
@@ -131,12 +127,9 @@ TEST_F(FileTest, NamesMapToNativePaths) {
   EXPECT_TRUE(File::exists(Lumbrel::make_wstring(dir.native("m"))));
   EXPECT_TRUE(File::exists(dir.name("m") + Lumbrel::wstring(1, 0) + lumbrel_test::W("junk")));
   Lumbrel::platform::Platform& system = Lumbrel::platform::native();
-  if (system.nativeName("c:\\") == "/") {
-    EXPECT_TRUE(File::exists(Lumbrel::make_wstring("c:" + dir.native("m"))));
-    EXPECT_EQ(system.nativeName("z:/a\\b"), "/a/b");
-  } else {
-    EXPECT_EQ(system.nativeName("z:/a\\b"), "z:/a\\b");
-  }
+  const bool posix = system.nativeName("c:\\") == "/";
+  EXPECT_TRUE(!posix || File::exists(Lumbrel::make_wstring("c:" + dir.native("m"))));
+  EXPECT_EQ(system.nativeName("z:/a\\b"), posix ? "/a/b" : "z:/a\\b");
 }
 
 // Without the binary bit a stream translates line ends where the platform's text files have

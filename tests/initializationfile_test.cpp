@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "StoreTestSupport.h"
 
@@ -14,8 +15,7 @@ namespace {
 
 constexpr unsigned long kReadWrite = File::MODE_READ | File::MODE_WRITE;
 
-class InitializationFileTest : public ::testing::Test {
- protected:
+struct InitializationFileTest : ::testing::Test {
   TempDir dir;
   InitializationFile file{dir.name("f")};
 };
@@ -32,7 +32,7 @@ TEST_F(InitializationFileTest, LookupsIgnoreCaseAndNewEntriesGoBehind) {
   file.createSection(W("M"));  // a marker entry with an empty key
   file.createSection(W("net"));
   file.createKey(W("m"), W("k"));
-  EXPECT_EQ(file.enumerateSections(), Ws({"Disk", "NET", "disk", "M"}));
+  EXPECT_EQ(file.enumerateSections(), (std::vector<Lumbrel::wstring>{W("Disk"), W("NET"), W("disk"), W("M")}));
   file.removeKey(W("DISK"), W("path"));  // the first of the two
   EXPECT_EQ(file.getValue(W("disk"), W("path")), W("b"));
   file.removeSection(W("disk"));

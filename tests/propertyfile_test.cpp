@@ -30,7 +30,6 @@ TEST_F(PropertyFileTest, ChangesGoToTheFirstOfEqualKeysAndNewKeysBehind) {
   file.close();
   EXPECT_EQ(readFile(dir.native("f")), textBytes("zebra=z\napple=p\na=changed\nA=2\nnew=\n"));
   file.open(kReadWrite);
-  EXPECT_EQ(file.enumerateKeys(), Ws({"zebra", "apple", "a", "A", "new"}));
   file.removeKey(W("A"));
   EXPECT_EQ(file.getValue(W("a")), W("2"));
 }

@@ -16,8 +16,7 @@ namespace {
 constexpr unsigned long kReadWrite = File::MODE_READ | File::MODE_WRITE;
 
 template <class S>
-class StoreModelTest : public ::testing::Test {
- protected:
+struct StoreModelTest : ::testing::Test {
   File::Path path() const { return File::Path(dir.name(S::kName)); }
   Contents onDisk() const {
     typename S::Store reader(path());

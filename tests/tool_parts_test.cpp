@@ -77,12 +77,10 @@ TEST(ArgumentsTest, ReadsOperandsOptionsAndFileNames) {
 
 // The usage line that goes with a refusal is checked by the tool's own test.
 TEST(ArgumentsTest, RefusesWrongCommandLines) {
-  const std::pair<std::vector<std::string>, const char*> rows[] = {
-      {{"ini", "get", "-e", "f", "s", "k"}, "unknown option '-e'"},
-      {{"uuid", "-n", "0"}, "-n wants a number from 1 to 1000000, not '0'"},
-  };
-  for (const auto& [arguments, message] : rows)
-    EXPECT_THROW_MSG(parseArguments(arguments), UsageError, message);
+  EXPECT_THROW_MSG(parseArguments({"ini", "get", "-e", "f", "s", "k"}), UsageError,
+                   "unknown option '-e'");
+  EXPECT_THROW_MSG(parseArguments({"uuid", "-n", "0"}), UsageError,
+                   "-n wants a number from 1 to 1000000, not '0'");
   EXPECT_THROW(parseArguments({"frobnicate"}), UsageError);
 }
 
@@ -96,12 +94,9 @@ TEST(ManualPageTest, HoldsEveryLineOfTheHelpTexts) {
     std::istringstream lines(helpText(command));
     for (std::string line; std::getline(lines, line);) {
       if (line.compare(0, 7, "usage: ") == 0) line.erase(0, 7);
-      line.erase(0, line.find_first_not_of(' ') == std::string::npos ? line.size()
-                                                                       : line.find_first_not_of(' '));
+      while (!line.empty() && line[0] == ' ') line.erase(0, 1);
       std::string escaped;
-      for (const char c : line) {
-        escaped += c == '-' ? "\\-" : c == '\\' ? "\\e" : std::string(1, c);
-      }
+      for (const char c : line) escaped += c == '-' ? "\\-" : c == '\\' ? "\\e" : std::string(1, c);
       EXPECT_NE(page.find(escaped), std::string::npos) << command << ": " << line;
     }
   }

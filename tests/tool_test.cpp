@@ -15,6 +15,9 @@
 
 namespace {
 
+using Lumbrel::platform::ProcessObject;
+using Lumbrel::platform::startProcess;
+using Lumbrel::platform::waitProcess;
 using lumbrel_test::encoded;
 using lumbrel_test::readFile;
 using lumbrel_test::textBytes;
@@ -35,10 +38,9 @@ class ToolTest : public ::testing::Test {
     command.insert(command.end(), arguments.begin(), arguments.end());
     const Lumbrel::platform::ProcessSetup setup{dir.path(), dir.native(".stdin"),
                                                 dir.native(".stdout"), dir.native(".stderr")};
-    EXPECT_EQ(Lumbrel::platform::waitProcess(Lumbrel::platform::startProcess(command, setup)),
-              status)
-        << testing::PrintToString(arguments);
-    EXPECT_EQ(file(".stderr"), err) << testing::PrintToString(arguments);
+    const std::string shown = testing::PrintToString(arguments);
+    EXPECT_EQ(waitProcess(startProcess(command, setup)), status) << shown;
+    EXPECT_EQ(file(".stderr"), err) << shown;
     return file(".stdout");
   }
 
@@ -161,7 +163,7 @@ TEST_F(ToolTest, KilledWhileSavingLeavesTheOldOrTheNewFileWhole) {
   const std::vector<std::string> put = {kTool, "data", "put", name, "new", dir.native("x")};
   const std::vector<std::string> remove = {kTool, "data", "remove", name, "new"};
   const auto started = std::chrono::steady_clock::now();
-  ASSERT_EQ(Lumbrel::platform::waitProcess(Lumbrel::platform::startProcess(put)), 0);
+  ASSERT_EQ(waitProcess(startProcess(put)), 0);
   const auto whole = std::chrono::steady_clock::now() - started;
   ASSERT_TRUE(file("big.dat") == changed);
 
@@ -170,12 +172,11 @@ TEST_F(ToolTest, KilledWhileSavingLeavesTheOldOrTheNewFileWhole) {
   std::mt19937 random(seed);
   std::uniform_int_distribution<long long> moment(0, 2 * (whole.count() + 1));
   for (int round = 0; round < 30; ++round) {
-    const bool hasNew = file("big.dat") == changed;
-    Lumbrel::platform::ProcessObject* tool = Lumbrel::platform::startProcess(hasNew ? remove : put);
+    ProcessObject* tool = startProcess(file("big.dat") == changed ? remove : put);
     ASSERT_NE(tool, nullptr);
     std::this_thread::sleep_for(std::chrono::steady_clock::duration(moment(random)));
     Lumbrel::platform::killProcess(tool);
-    Lumbrel::platform::waitProcess(tool);
+    waitProcess(tool);
     const std::string now = file("big.dat");
     ASSERT_TRUE(now == old || now == changed) << "round " << round << ": " << now.size() << " bytes";
   }
@@ -183,23 +184,21 @@ TEST_F(ToolTest, KilledWhileSavingLeavesTheOldOrTheNewFileWhole) {
 
 // Two programs that save one file at the same moment: one save stands, whole.
 TEST_F(ToolTest, TwoProgramsSavingOneFileLeaveOneOfTheirSavesWhole) {
-  std::string base;
-  for (int i = 0; i < 20000; ++i) base += "key" + std::to_string(i) + "=value of some length\n";
+  const auto settings = [](const std::string& key1) {
+    std::string text;
+    for (int i = 0; i < 20000; ++i)
+      text += "key" + std::to_string(i) + "=" + (i == 1 ? key1 : "value of some length") + "\n";
+    return text;
+  };
   const std::string name = dir.native("p.properties");
   for (int round = 0; round < 10; ++round) {
-    writeFile(name, base);
-    Lumbrel::platform::ProcessObject* first =
-        Lumbrel::platform::startProcess({kTool, "props", "set", name, "key1", "first"});
-    Lumbrel::platform::ProcessObject* second =
-        Lumbrel::platform::startProcess({kTool, "props", "set", name, "key1", "second"});
-    EXPECT_EQ(Lumbrel::platform::waitProcess(first), 0);
-    EXPECT_EQ(Lumbrel::platform::waitProcess(second), 0);
-    std::string expected = base;
-    const std::size_t at = expected.find("key1=") + 5;
-    const std::size_t end = expected.find('\n', at);
+    writeFile(name, settings("value of some length"));
+    ProcessObject* first = startProcess({kTool, "props", "set", name, "key1", "first"});
+    ProcessObject* second = startProcess({kTool, "props", "set", name, "key1", "second"});
+    EXPECT_EQ(waitProcess(first), 0);
+    EXPECT_EQ(waitProcess(second), 0);
     const std::string now = file("p.properties");
-    ASSERT_TRUE(now == textBytes(std::string(expected).replace(at, end - at, "first")) ||
-                now == textBytes(std::string(expected).replace(at, end - at, "second")))
+    ASSERT_TRUE(now == textBytes(settings("first")) || now == textBytes(settings("second")))
         << "round " << round;
   }
 }
