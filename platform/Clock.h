@@ -25,6 +25,9 @@ void loadTimeZone();
 bool localTime(std::int64_t seconds, std::tm& result);
 // UTC of `seconds` since the epoch; false when out of range.
 bool universalTime(std::int64_t seconds, std::tm& result);
+// Whether two broken-down times hold the same date and time of day (the
+// fields a caller gives; the derived day of week and year are left out).
+bool sameFields(const std::tm& a, const std::tm& b);
 // Reads `time` as local time (its tm_isdst as the C library takes it),
 // normalises it in place and gives seconds since the epoch; false when they
 // cannot be represented. One second before the epoch is a success.

@@ -25,14 +25,8 @@ bool makeTime(std::tm& time, std::int64_t& seconds) {
   if (result == static_cast<time_t>(-1)) {
     // mktime reports failure with a value that is also a real moment. It was
     // that moment only if converting it back gives the fields we were given.
-    const time_t before = -1;
     std::tm check{};
-    if (localtime_r(&before, &check) == nullptr || check.tm_year != time.tm_year ||
-        check.tm_mon != time.tm_mon || check.tm_mday != time.tm_mday ||
-        check.tm_hour != time.tm_hour || check.tm_min != time.tm_min ||
-        check.tm_sec != time.tm_sec) {
-      return false;
-    }
+    if (!localTime(-1, check) || !sameFields(check, time)) return false;
   }
   seconds = static_cast<std::int64_t>(result);
   return true;

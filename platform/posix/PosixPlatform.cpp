@@ -10,6 +10,7 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/HostRecord.h"
 #include "platform/Platform.h"
 #include "platform/posix/PosixWritableFile.h"
 
@@ -134,18 +135,7 @@ class PosixPlatform final : public Platform {
       work.resize(work.size() * 2);
     }
     if (result != 0 || found == nullptr) return false;
-    entry = HostEntry();
-    if (found->h_name != nullptr) {
-      entry.hasCanonicalName = true;
-      entry.canonicalName = found->h_name;
-    }
-    if (found->h_addrtype == AF_INET && found->h_length == 4 && found->h_addr_list != nullptr) {
-      for (char** address = found->h_addr_list; *address != nullptr; ++address) {
-        std::array<unsigned char, 4> bytes;
-        std::memcpy(bytes.data(), *address, 4);  // network order
-        entry.ipv4Addresses.push_back(bytes);
-      }
-    }
+    entry = hostEntryOf(*found, AF_INET);
     return true;
   }
 };

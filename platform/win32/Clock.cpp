@@ -27,14 +27,8 @@ bool makeTime(std::tm& time, std::int64_t& seconds) {
   if (result == -1) {
     // As on every platform, -1 is also a real moment: it was that moment only
     // if converting it back gives the fields we were given.
-    const __time64_t before = -1;
     std::tm check{};
-    if (_localtime64_s(&check, &before) != 0 || check.tm_year != time.tm_year ||
-        check.tm_mon != time.tm_mon || check.tm_mday != time.tm_mday ||
-        check.tm_hour != time.tm_hour || check.tm_min != time.tm_min ||
-        check.tm_sec != time.tm_sec) {
-      return false;
-    }
+    if (!localTime(-1, check) || !sameFields(check, time)) return false;
   }
   seconds = static_cast<std::int64_t>(result);
   return true;

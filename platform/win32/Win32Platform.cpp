@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/HostRecord.h"
 #include "platform/Platform.h"
 #include "platform/win32/Win32WritableFile.h"
 #include "platform/win32/WinSupport.h"
@@ -122,18 +123,7 @@ class Win32Platform final : public Platform {
   bool resolveHost(const std::string& name, HostEntry& entry) override {
     const hostent* found = gethostbyname(name.c_str());
     if (found == nullptr) return false;
-    entry = HostEntry();
-    if (found->h_name != nullptr) {
-      entry.hasCanonicalName = true;
-      entry.canonicalName = found->h_name;
-    }
-    if (found->h_addrtype == AF_INET && found->h_length == 4 && found->h_addr_list != nullptr) {
-      for (char** address = found->h_addr_list; *address != nullptr; ++address) {
-        std::array<unsigned char, 4> bytes;
-        std::memcpy(bytes.data(), *address, 4);  // network order
-        entry.ipv4Addresses.push_back(bytes);
-      }
-    }
+    entry = hostEntryOf(*found, AF_INET);
     return true;
   }
 };
